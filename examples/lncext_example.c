@@ -1,5 +1,6 @@
 /*
- * A first tour of lncext: big numbers.
+ * A first tour of lncext: big numbers, GOST 28147-89 and its hash, Streebog
+ * and the 128-bit block cipher.
  *
  * Build and run it with
  *   cmake -S . -B build && cmake --build build --target lncext_example
@@ -57,7 +58,89 @@ static void big_numbers(void) {
     printf("\n");
 }
 
+static void print_hex(const char *label, const void *data, size_t len) {
+    const uint8_t *p = (const uint8_t *)data;
+    printf("  %-10s ", label);
+    for (size_t i = 0; i < len; i++) printf("%02x", p[i]);
+    printf("\n");
+}
+
+/* A 256-bit key as 32 bytes, read as eight little-endian words (the way
+ * GOST 28147-89 keys travel in files and protocols). */
+static void key_words(uint32_t key[8], const uint8_t bytes[32]) {
+    for (int i = 0; i < 8; i++)
+        key[i] = (uint32_t)bytes[4 * i] | (uint32_t)bytes[4 * i + 1] << 8 |
+                 (uint32_t)bytes[4 * i + 2] << 16 | (uint32_t)bytes[4 * i + 3] << 24;
+}
+
+static void gost28147(void) {
+    static const char message[] = "Attack at dawn, bring GOST 28147-89 along";
+    uint8_t key_bytes[32], digest[32], cipher[sizeof message], plain[sizeof message];
+    uint32_t key[8], mac;
+    const uint32_t iv[2] = {0x12345678u, 0x9ABCDEF0u};
+    gr341194_md_ctx md;
+    g28147_cfb_ctx cfb;
+    g28147_hmac_ctx imit;
+
+    puts("GOST R 34.11-94 and GOST 28147-89 (CryptoPro S-box)");
+    gr341194_md_init_ext(&md, CryptoPro_iv, CryptoPro_uz);
+    gr341194_md_update(&md, "abc", 3);
+    gr341194_md_final(&md, digest);
+    print_hex("H(\"abc\")", digest, sizeof digest);
+
+    /* Derive a demo key from the hash; a real key comes from a key store. */
+    memcpy(key_bytes, digest, sizeof key_bytes);
+    key_words(key, key_bytes);
+
+    g28147_cfb_init_ext(&cfb, 1, key, iv, CryptoPro_uz);
+    g28147_cfb_update(&cfb, message, cipher, sizeof message);
+    print_hex("CFB", cipher, sizeof message);
+    g28147_cfb_init_ext(&cfb, 0, key, iv, CryptoPro_uz);
+    g28147_cfb_update(&cfb, cipher, plain, sizeof message);
+    printf("  decrypted  %s\n", (const char *)plain);
+
+    g28147_hmac_init_ext(&imit, key, CryptoPro_uz);
+    g28147_hmac_update(&imit, message, sizeof message);
+    if (g28147_hmac_final(&imit, &mac)) printf("  MAC        %08x\n", (unsigned)mac);
+}
+
+static void streebog(void) {
+    static const char m1[] = "012345678901234567890123456789012345678901234567890123456789012";
+    uint8_t digest[32];
+    streebog_ctx ctx;
+
+    puts("Streebog");
+    streebog256_init(&ctx);
+    streebog256_update(&ctx, m1, (uint32_t)strlen(m1));
+    streebog256_final(digest, &ctx);
+    print_hex("256(M1)", digest, sizeof digest);
+}
+
+static void kuznyechik(void) {
+    static const uint8_t key[32] = {
+        0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff, 0x00, 0x11, 0x22,
+        0x33, 0x44, 0x55, 0x66, 0x77, 0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54,
+        0x32, 0x10, 0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef};
+    static const uint8_t iv[8] = {0x12, 0x34, 0x56, 0x78, 0x90, 0xab, 0xce, 0xf0};
+    static const char message[] = "Counter mode needs no padding";
+    uint32_t key_words32[8];
+    uint8_t buf[sizeof message];
+    kuzn_ctr_ctx ctr;
+
+    puts("GOST R 34.12-2015 128-bit cipher, CTR");
+    memcpy(key_words32, key, sizeof key); /* the key is bytes; the type is words */
+    kuzn_ctr_init(&ctr, iv, key_words32);
+    kuzn_ctr_update(&ctr, message, buf, sizeof message);
+    print_hex("CTR", buf, sizeof buf);
+    kuzn_ctr_init(&ctr, iv, key_words32);
+    kuzn_ctr_update(&ctr, buf, buf, sizeof buf); /* in place */
+    printf("  decrypted  %s\n", (const char *)buf);
+}
+
 int main(void) {
     big_numbers();
+    gost28147();
+    streebog();
+    kuznyechik();
     return 0;
 }

@@ -29,8 +29,65 @@ static void bignum(void) {
     check(lnmcmp(LNMBIG_ONE, LNMBIG_ZERO) == 1, "lnmcmp of constants");
 }
 
+static int hex_equals(const uint8_t *p, size_t n, const char *hex) {
+    static const char digits[] = "0123456789abcdef";
+    if (strlen(hex) != 2 * n) return 0;
+    for (size_t i = 0; i < n; i++)
+        if (hex[2 * i] != digits[p[i] >> 4] || hex[2 * i + 1] != digits[p[i] & 15]) return 0;
+    return 1;
+}
+
+static void hashes(void) {
+    static const char m1[] = "012345678901234567890123456789012345678901234567890123456789012";
+    uint8_t digest[64];
+    gr341194_md_ctx md;
+    streebog_ctx sb;
+
+    gr341194_md_init_ext(&md, CryptoPro_iv, CryptoPro_uz);
+    gr341194_md_update(&md, "abc", 3);
+    check(gr341194_md_final(&md, digest) == digest, "gr341194_md_final returns out");
+    check(hex_equals(digest, 32,
+                     "b285056dbf18d7392d7677369524dd14747459ed8143997e163b2986f92fd42c"),
+          "GOST R 34.11-94 of abc");
+
+    streebog256_init(&sb);
+    streebog256_update(&sb, m1, (uint32_t)strlen(m1));
+    streebog256_final(digest, &sb);
+    check(hex_equals(digest, 32,
+                     "9d151eefd8590b89daa6ba6cb74af9275dd051026bb149a452fd84e5e57b5500"),
+          "Streebog-256 of M1");
+}
+
+static void ciphers(void) {
+    static const uint8_t key[32] = {
+        0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff, 0x00, 0x11, 0x22,
+        0x33, 0x44, 0x55, 0x66, 0x77, 0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54,
+        0x32, 0x10, 0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef};
+    static const uint8_t pt[16] = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x00,
+                                   0xff, 0xee, 0xdd, 0xcc, 0xbb, 0xaa, 0x99, 0x88};
+    uint32_t kw[8], gost_key[8], block[2] = {0, 0};
+    uint8_t buf[16];
+    kuzn_ecb_ctx ecb;
+    g28147_ecb_ctx gecb;
+    int i;
+
+    memcpy(kw, key, sizeof kw);
+    kuzn_ecb_init(&ecb, 1, kw);
+    kuzn_ecb_update(&ecb, pt, buf, sizeof buf);
+    check(hex_equals(buf, 16, "7f679d90bebc24305a468d42b9d4edcd"), "128-bit cipher block");
+
+    for (i = 0; i < 8; i++) gost_key[i] = (uint32_t)i * 0x01010101u;
+    g28147_ecb_init_ext(&gecb, 1, gost_key, CryptoPro_uz);
+    g28147_ecb_update(&gecb, block, block, 8);
+    g28147_ecb_init_ext(&gecb, 0, gost_key, CryptoPro_uz);
+    g28147_ecb_update(&gecb, block, block, 8);
+    check(block[0] == 0 && block[1] == 0, "GOST 28147-89 ECB round trip");
+}
+
 int main(void) {
     bignum();
+    hashes();
+    ciphers();
     if (failures == 0) printf("C API: all checks passed\n");
     return failures != 0;
 }
