@@ -24,8 +24,11 @@ set(actual "")
 foreach(line IN LISTS out_lines)
   # AddressSanitizer adds an __odr_asan.<name> marker beside every exported
   # table; it is the instrumentation's, not ours.
-  if(line MATCHES "^[0-9a-fA-F]+ +[A-Za-z] +([^ @]+)" AND NOT CMAKE_MATCH_1 MATCHES "^__odr_asan")
-    list(APPEND actual ${CMAKE_MATCH_1})
+  if(line MATCHES "^[0-9a-fA-F]+ +[A-Za-z] +([^ @]+)")
+    set(name ${CMAKE_MATCH_1})
+    if(NOT name MATCHES "^__odr_asan")
+      list(APPEND actual ${name})
+    endif()
   endif()
 endforeach()
 list(SORT actual)
