@@ -46,23 +46,23 @@ static void hashes(void) {
     gr341194_md_init_ext(&md, CryptoPro_iv, CryptoPro_uz);
     gr341194_md_update(&md, "abc", 3);
     check(gr341194_md_final(&md, digest) == digest, "gr341194_md_final returns out");
-    check(hex_equals(digest, 32,
-                     "b285056dbf18d7392d7677369524dd14747459ed8143997e163b2986f92fd42c"),
-          "GOST R 34.11-94 of abc");
+    check(
+        hex_equals(digest, 32, "b285056dbf18d7392d7677369524dd14747459ed8143997e163b2986f92fd42c"),
+        "GOST R 34.11-94 of abc");
 
     streebog256_init(&sb);
     streebog256_update(&sb, m1, (uint32_t)strlen(m1));
     streebog256_final(digest, &sb);
-    check(hex_equals(digest, 32,
-                     "9d151eefd8590b89daa6ba6cb74af9275dd051026bb149a452fd84e5e57b5500"),
-          "Streebog-256 of M1");
+    check(
+        hex_equals(digest, 32, "9d151eefd8590b89daa6ba6cb74af9275dd051026bb149a452fd84e5e57b5500"),
+        "Streebog-256 of M1");
 }
 
 static void ciphers(void) {
-    static const uint8_t key[32] = {
-        0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff, 0x00, 0x11, 0x22,
-        0x33, 0x44, 0x55, 0x66, 0x77, 0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54,
-        0x32, 0x10, 0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef};
+    static const uint8_t key[32] = {0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff,
+                                    0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
+                                    0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54, 0x32, 0x10,
+                                    0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef};
     static const uint8_t pt[16] = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x00,
                                    0xff, 0xee, 0xdd, 0xcc, 0xbb, 0xaa, 0x99, 0x88};
     uint32_t kw[8], gost_key[8], block[2] = {0, 0};

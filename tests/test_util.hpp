@@ -19,11 +19,16 @@ inline Bytes from_hex(const std::string &hex) {
     int hi = -1;
     for (char ch : hex) {
         int v;
-        if (ch >= '0' && ch <= '9') v = ch - '0';
-        else if (ch >= 'a' && ch <= 'f') v = ch - 'a' + 10;
-        else if (ch >= 'A' && ch <= 'F') v = ch - 'A' + 10;
-        else if (ch == ' ' || ch == ':') continue;
-        else throw std::invalid_argument("bad hex digit in " + hex);
+        if (ch >= '0' && ch <= '9')
+            v = ch - '0';
+        else if (ch >= 'a' && ch <= 'f')
+            v = ch - 'a' + 10;
+        else if (ch >= 'A' && ch <= 'F')
+            v = ch - 'A' + 10;
+        else if (ch == ' ' || ch == ':')
+            continue;
+        else
+            throw std::invalid_argument("bad hex digit in " + hex);
         if (hi < 0) {
             hi = v;
         } else {
@@ -45,7 +50,9 @@ inline std::string to_hex(const uint8_t *p, size_t n) {
     return s;
 }
 
-inline std::string to_hex(const Bytes &b) { return to_hex(b.data(), b.size()); }
+inline std::string to_hex(const Bytes &b) {
+    return to_hex(b.data(), b.size());
+}
 
 // One block of a vector file: its key = value lines, in order of appearance
 // (keys may repeat, so a block is a list of pairs with a lookup by first key).

@@ -29,8 +29,7 @@
 /* Table of lnmpowmodstart/lnmpowmodstop/lnmpowmod: 18 slots. */
 #define LNM_POWMOD_TABLE_WORDS (18 * LNMBIG_WORDS)
 /* Compact table of lnmmontic/lnmicpowmont for width w and an n-word modulus. */
-#define LNM_MONTIC_TABLE_WORDS(w, n) \
-    (((w) < 2 ? 2u : (1u << ((w) - 1))) * ((uint32_t)(n) + 1u))
+#define LNM_MONTIC_TABLE_WORDS(w, n) (((w) < 2 ? 2u : (1u << ((w)-1))) * ((uint32_t)(n) + 1u))
 
 LNCEXT_BEGIN_DECLS
 
@@ -142,11 +141,11 @@ LNCEXT_API uint32_t lnminverse(uint32_t x);
 /* t = t * 2^-Rbits mod m, in place; t < m * 2^Rbits, room for 2 m[0] + 2. */
 LNCEXT_API uint32_t *lnmmontcom(uint32_t minv, uint32_t Rbits, const uint32_t *m, uint32_t *t);
 /* r = a * b / R mod m; r distinct from a and b, room for 2 m[0] + 2 words. */
-LNCEXT_API uint32_t *lnmmulmont(uint32_t minv, uint32_t Rbits, const uint32_t *m,
-                                const uint32_t *a, const uint32_t *b, uint32_t *r);
+LNCEXT_API uint32_t *lnmmulmont(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a,
+                                const uint32_t *b, uint32_t *r);
 /* r = a * a / R mod m; r distinct from a. */
-LNCEXT_API uint32_t *lnmsqrmont(uint32_t minv, uint32_t Rbits, const uint32_t *m,
-                                const uint32_t *a, uint32_t *r);
+LNCEXT_API uint32_t *lnmsqrmont(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a,
+                                uint32_t *r);
 /* r = 2^Rbits mod m (with 2 * Rbits: R^2 mod m). m is divided by, so it is
  * written during the call. r needs Rbits / 32 + 4 words. */
 LNCEXT_API uint32_t *lnmunitymont(uint32_t Rbits, uint32_t *m, uint32_t *r);
@@ -167,8 +166,7 @@ LNCEXT_API uint32_t *lnmpowmontstart(uint32_t *table, uint32_t minv, uint32_t Rb
                                      const uint32_t *m, const uint32_t *x);
 /* r = start * x^e (Montgomery forms) for the x of lnmpowmontstart. */
 LNCEXT_API void lnmpowmontstop(uint32_t *table, const uint32_t *start, uint32_t minv,
-                               uint32_t Rbits, const uint32_t *m, const uint32_t *e,
-                               uint32_t *r);
+                               uint32_t Rbits, const uint32_t *m, const uint32_t *e, uint32_t *r);
 /* lnmpowmontstart then lnmpowmontstop; returns 0. */
 LNCEXT_API int lnmpowmont(uint32_t *table, const uint32_t *start, uint32_t minv, uint32_t Rbits,
                           const uint32_t *m, const uint32_t *x, const uint32_t *e, uint32_t *r);

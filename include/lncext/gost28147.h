@@ -26,10 +26,10 @@ LNCEXT_BEGIN_DECLS
 
 /* The fields every mode context starts with. */
 typedef struct g28147_ctx {
-    uint32_t N1;               /* register, first word */
-    uint32_t N2;               /* register, second word */
-    uint32_t keys[32];         /* round keys in round order */
-    const uint32_t *kext;      /* expanded S-box table, not owned */
+    uint32_t N1;          /* register, first word */
+    uint32_t N2;          /* register, second word */
+    uint32_t keys[32];    /* round keys in round order */
+    const uint32_t *kext; /* expanded S-box table, not owned */
 } g28147_ctx;
 
 typedef struct g28147_ecb_ctx {
@@ -40,30 +40,30 @@ typedef struct g28147_ecb_ctx {
 } g28147_ecb_ctx;
 
 typedef struct g28147_cfb_ctx {
-    uint32_t N1;               /* feedback register */
+    uint32_t N1; /* feedback register */
     uint32_t N2;
     uint32_t keys[32];
     const uint32_t *kext;
-    uint32_t mode;             /* 1 encrypt, anything else decrypt */
+    uint32_t mode; /* 1 encrypt, anything else decrypt */
 } g28147_cfb_ctx;
 
 typedef struct g28147_ofb_ctx {
-    uint32_t N1;               /* counter register */
+    uint32_t N1; /* counter register */
     uint32_t N2;
     uint32_t keys[32];
     const uint32_t *kext;
-    uint32_t gamma[2];         /* current keystream block */
-    uint32_t pos;              /* next keystream byte, 8 = used up */
+    uint32_t gamma[2]; /* current keystream block */
+    uint32_t pos;      /* next keystream byte, 8 = used up */
 } g28147_ofb_ctx;
 
 typedef struct g28147_hmac_ctx {
-    uint32_t N1;               /* MAC state */
+    uint32_t N1; /* MAC state */
     uint32_t N2;
     uint32_t keys[32];
     const uint32_t *kext;
-    uint8_t buffer[8];         /* incomplete block */
-    uint32_t buffered;         /* bytes in buffer, 0..7 */
-    uint32_t absorbed;         /* bytes absorbed, saturating at 10 */
+    uint8_t buffer[8]; /* incomplete block */
+    uint32_t buffered; /* bytes in buffer, 0..7 */
+    uint32_t absorbed; /* bytes absorbed, saturating at 10 */
 } g28147_hmac_ctx;
 
 /* Key-word order of the 32 rounds: entry i is the index (0..7) of the key

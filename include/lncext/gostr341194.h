@@ -16,12 +16,12 @@
 LNCEXT_BEGIN_DECLS
 
 typedef struct gr341194_md_ctx {
-    uint8_t buffer[32];        /* incomplete block */
-    uint32_t buffered;         /* bytes in buffer, 0..31 */
-    uint32_t H[8];             /* chaining value */
-    uint8_t L[32];             /* message length in bits */
-    uint8_t Sigma[32];         /* sum of the message blocks mod 2^256 */
-    const uint32_t *kext;      /* expanded S-box table, not owned */
+    uint8_t buffer[32];   /* incomplete block */
+    uint32_t buffered;    /* bytes in buffer, 0..31 */
+    uint32_t H[8];        /* chaining value */
+    uint8_t L[32];        /* message length in bits */
+    uint8_t Sigma[32];    /* sum of the message blocks mod 2^256 */
+    const uint32_t *kext; /* expanded S-box table, not owned */
 } gr341194_md_ctx;
 
 /* Starts a hash from the eight words at start with the table kext. */
@@ -45,15 +45,13 @@ LNCEXT_API void gr341194_md_p(uint8_t *out, const uint8_t *in);
 /* y = psi^n(y). */
 LNCEXT_API void gr341194_md_psi(uint8_t *y, uint32_t n);
 /* out = psi^61(h ^ psi(m ^ psi^12(s))); out distinct from the inputs. */
-LNCEXT_API void gr341194_md_mix(uint8_t *out, const uint8_t *h, const uint8_t *m,
-                                const uint8_t *s);
+LNCEXT_API void gr341194_md_mix(uint8_t *out, const uint8_t *h, const uint8_t *m, const uint8_t *s);
 /* a = a + b mod 2^256. */
 LNCEXT_API void gr341194_md_add256(uint8_t *a, const uint8_t *b);
 /* a = a + v mod 2^256. */
 LNCEXT_API void gr341194_md_add32(uint8_t *a, uint32_t v);
 /* dst[i] = a[i] ^ b[i] for i < n; dst may be a or b. */
-LNCEXT_API void gr341194_md_mem_xor(uint8_t *dst, const uint8_t *a, const uint8_t *b,
-                                    uint32_t n);
+LNCEXT_API void gr341194_md_mem_xor(uint8_t *dst, const uint8_t *a, const uint8_t *b, uint32_t n);
 
 LNCEXT_END_DECLS
 

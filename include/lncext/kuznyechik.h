@@ -15,15 +15,15 @@
 LNCEXT_BEGIN_DECLS
 
 typedef struct kuzn_ecb_ctx {
-    uint8_t keys[10][16];      /* round keys K1..K10 */
-    uint32_t mode;             /* 1 encrypt, anything else decrypt */
+    uint8_t keys[10][16]; /* round keys K1..K10 */
+    uint32_t mode;        /* 1 encrypt, anything else decrypt */
 } kuzn_ecb_ctx;
 
 typedef struct kuzn_ctr_ctx {
-    uint8_t keys[10][16];      /* round keys K1..K10 */
-    uint32_t counter[4];       /* 128-bit counter, word 0 least significant */
-    uint8_t keystream[16];     /* current encrypted counter block */
-    uint32_t pos;              /* next keystream byte, 16 = used up */
+    uint8_t keys[10][16];  /* round keys K1..K10 */
+    uint32_t counter[4];   /* 128-bit counter, word 0 least significant */
+    uint8_t keystream[16]; /* current encrypted counter block */
+    uint32_t pos;          /* next keystream byte, 16 = used up */
 } kuzn_ctr_ctx;
 
 /* The substitution pi, its inverse, and products by the constants of the

@@ -14,11 +14,11 @@
 LNCEXT_BEGIN_DECLS
 
 typedef struct streebog_ctx {
-    uint32_t N[16];            /* bits processed, least significant word first */
-    uint8_t h[64];             /* chaining value */
-    uint32_t Sigma[16];        /* sum of the blocks mod 2^512 */
-    uint8_t buffer[64];        /* incomplete block */
-    uint32_t buffered;         /* bytes in buffer, 0..63 */
+    uint32_t N[16];     /* bits processed, least significant word first */
+    uint8_t h[64];      /* chaining value */
+    uint32_t Sigma[16]; /* sum of the blocks mod 2^512 */
+    uint8_t buffer[64]; /* incomplete block */
+    uint32_t buffered;  /* bytes in buffer, 0..63 */
 } streebog_ctx;
 
 /* Iteration constants C1..C12, least significant byte first. */
