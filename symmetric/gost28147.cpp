@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 
+#include "common/table_init.hpp"
 #include "symmetric/gost28147_internal.hpp"
 
 namespace lncext::gost {
@@ -82,27 +83,17 @@ static_assert(single_lane(kCryptoProTable));
 }  // namespace
 }  // namespace lncext::gost
 
-// The exported arrays are plain C arrays; their initialisers are spelled out
-// element by element from the compile-time tables above.
-#define LNCEXT_E4(A, i) A[(i)], A[(i) + 1], A[(i) + 2], A[(i) + 3]
-#define LNCEXT_E16(A, i) \
-    LNCEXT_E4(A, i), LNCEXT_E4(A, (i) + 4), LNCEXT_E4(A, (i) + 8), LNCEXT_E4(A, (i) + 12)
-#define LNCEXT_E32(A, i) LNCEXT_E16(A, i), LNCEXT_E16(A, (i) + 16)
-#define LNCEXT_E128(A, i) \
-    LNCEXT_E32(A, i), LNCEXT_E32(A, (i) + 32), LNCEXT_E32(A, (i) + 64), LNCEXT_E32(A, (i) + 96)
-#define LNCEXT_E512(A, i)                                                    \
-    LNCEXT_E128(A, i), LNCEXT_E128(A, (i) + 128), LNCEXT_E128(A, (i) + 256), \
-        LNCEXT_E128(A, (i) + 384)
-
-extern "C" LNCEXT_API const uint8_t OrderEncr[32] = {LNCEXT_E32(lncext::gost::kOrderEncrypt, 0)};
-extern "C" LNCEXT_API const uint8_t OrderDecr[32] = {LNCEXT_E32(lncext::gost::kOrderDecrypt, 0)};
-extern "C" LNCEXT_API const uint8_t OrderEnc[32] = {LNCEXT_E32(lncext::gost::kOrderEncrypt, 0)};
-extern "C" LNCEXT_API const uint8_t OrderDec[32] = {LNCEXT_E32(lncext::gost::kOrderDecrypt, 0)};
+extern "C" LNCEXT_API const uint8_t OrderEncr[32] = {
+    LNCEXT_ELEMS_32(lncext::gost::kOrderEncrypt, 0)};
+extern "C" LNCEXT_API const uint8_t OrderDecr[32] = {
+    LNCEXT_ELEMS_32(lncext::gost::kOrderDecrypt, 0)};
+extern "C" LNCEXT_API const uint8_t OrderEnc[32] = {
+    LNCEXT_ELEMS_32(lncext::gost::kOrderEncrypt, 0)};
+extern "C" LNCEXT_API const uint8_t OrderDec[32] = {
+    LNCEXT_ELEMS_32(lncext::gost::kOrderDecrypt, 0)};
 
 extern "C" LNCEXT_API const uint32_t CryptoPro_uz[G28147_KEXT_WORDS] = {
-    LNCEXT_E512(lncext::gost::kCryptoProTable, 0),
-    LNCEXT_E512(lncext::gost::kCryptoProTable, 512),
-};
+    LNCEXT_ELEMS_1024(lncext::gost::kCryptoProTable, 0)};
 
 extern "C" LNCEXT_API const uint32_t CryptoPro_iv[8] = {0, 0, 0, 0, 0, 0, 0, 0};
 
@@ -132,9 +123,3 @@ LNCEXT_API void g28147_16Steps(uint32_t in_n1, uint32_t in_n2, const uint32_t *k
 }
 
 }  // extern "C"
-
-#undef LNCEXT_E512
-#undef LNCEXT_E128
-#undef LNCEXT_E32
-#undef LNCEXT_E16
-#undef LNCEXT_E4

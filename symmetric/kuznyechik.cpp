@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "common/table_init.hpp"
 #include "common/wipe.hpp"
 #include "symmetric/kuznyechik_core.hpp"
 
@@ -19,32 +20,18 @@ static_assert(m94[1] == 0x94 && m94[2] == 0xEB && m01[0x5A] == 0x5A);
 }  // namespace
 }  // namespace lncext::kuzn
 
-// The exported tables are plain arrays filled element by element from the
-// compile-time tables above.
-#define LNCEXT_ROW16(t, r)                                                                    \
-    t[r + 0], t[r + 1], t[r + 2], t[r + 3], t[r + 4], t[r + 5], t[r + 6], t[r + 7], t[r + 8], \
-        t[r + 9], t[r + 10], t[r + 11], t[r + 12], t[r + 13], t[r + 14], t[r + 15]
-#define LNCEXT_BYTES256(t)                                                                      \
-    LNCEXT_ROW16(t, 0), LNCEXT_ROW16(t, 16), LNCEXT_ROW16(t, 32), LNCEXT_ROW16(t, 48),          \
-        LNCEXT_ROW16(t, 64), LNCEXT_ROW16(t, 80), LNCEXT_ROW16(t, 96), LNCEXT_ROW16(t, 112),    \
-        LNCEXT_ROW16(t, 128), LNCEXT_ROW16(t, 144), LNCEXT_ROW16(t, 160), LNCEXT_ROW16(t, 176), \
-        LNCEXT_ROW16(t, 192), LNCEXT_ROW16(t, 208), LNCEXT_ROW16(t, 224), LNCEXT_ROW16(t, 240)
-
 extern "C" {
-LNCEXT_API extern const uint8_t kuz_pi[256] = {LNCEXT_BYTES256(lncext::pi_table)};
-LNCEXT_API extern const uint8_t kuz_pi_inv[256] = {LNCEXT_BYTES256(lncext::kuzn::pi_inv_table)};
-LNCEXT_API extern const uint8_t tab_0x94[256] = {LNCEXT_BYTES256(lncext::kuzn::m94)};
-LNCEXT_API extern const uint8_t tab_0x20[256] = {LNCEXT_BYTES256(lncext::kuzn::m20)};
-LNCEXT_API extern const uint8_t tab_0x85[256] = {LNCEXT_BYTES256(lncext::kuzn::m85)};
-LNCEXT_API extern const uint8_t tab_0x10[256] = {LNCEXT_BYTES256(lncext::kuzn::m10)};
-LNCEXT_API extern const uint8_t tab_0xC2[256] = {LNCEXT_BYTES256(lncext::kuzn::mC2)};
-LNCEXT_API extern const uint8_t tab_0xC0[256] = {LNCEXT_BYTES256(lncext::kuzn::mC0)};
-LNCEXT_API extern const uint8_t tab_0x01[256] = {LNCEXT_BYTES256(lncext::kuzn::m01)};
-LNCEXT_API extern const uint8_t tab_0xFB[256] = {LNCEXT_BYTES256(lncext::kuzn::mFB)};
+LNCEXT_API extern const uint8_t kuz_pi[256] = {LNCEXT_ELEMS_256(lncext::pi_table, 0)};
+LNCEXT_API extern const uint8_t kuz_pi_inv[256] = {LNCEXT_ELEMS_256(lncext::kuzn::pi_inv_table, 0)};
+LNCEXT_API extern const uint8_t tab_0x94[256] = {LNCEXT_ELEMS_256(lncext::kuzn::m94, 0)};
+LNCEXT_API extern const uint8_t tab_0x20[256] = {LNCEXT_ELEMS_256(lncext::kuzn::m20, 0)};
+LNCEXT_API extern const uint8_t tab_0x85[256] = {LNCEXT_ELEMS_256(lncext::kuzn::m85, 0)};
+LNCEXT_API extern const uint8_t tab_0x10[256] = {LNCEXT_ELEMS_256(lncext::kuzn::m10, 0)};
+LNCEXT_API extern const uint8_t tab_0xC2[256] = {LNCEXT_ELEMS_256(lncext::kuzn::mC2, 0)};
+LNCEXT_API extern const uint8_t tab_0xC0[256] = {LNCEXT_ELEMS_256(lncext::kuzn::mC0, 0)};
+LNCEXT_API extern const uint8_t tab_0x01[256] = {LNCEXT_ELEMS_256(lncext::kuzn::m01, 0)};
+LNCEXT_API extern const uint8_t tab_0xFB[256] = {LNCEXT_ELEMS_256(lncext::kuzn::mFB, 0)};
 }
-
-#undef LNCEXT_BYTES256
-#undef LNCEXT_ROW16
 
 // Second, hidden names for the tables the cipher reads. Code in the library
 // addresses a hidden name directly (on i386 as an offset from the PIC

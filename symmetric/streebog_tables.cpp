@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 
+#include "common/table_init.hpp"
 #include "symmetric/pi.hpp"
 
 namespace lncext {
@@ -73,28 +74,9 @@ static_assert(kLps[2] == 0x80778325 && kLps[3] == 0x16FA2409);  // [0][1]
 }  // namespace
 }  // namespace lncext
 
-// The exported table must be a plain C array, so it is initialised entry by
-// entry from the compile-time table.
-#define LNCEXT_LPS_1(n) {lncext::kLps[2 * (n)], lncext::kLps[2 * (n) + 1]},
-#define LNCEXT_LPS_4(n) LNCEXT_LPS_1(n) LNCEXT_LPS_1(n + 1) LNCEXT_LPS_1(n + 2) LNCEXT_LPS_1(n + 3)
-#define LNCEXT_LPS_16(n) \
-    LNCEXT_LPS_4(n) LNCEXT_LPS_4(n + 4) LNCEXT_LPS_4(n + 8) LNCEXT_LPS_4(n + 12)
-#define LNCEXT_LPS_64(n) \
-    LNCEXT_LPS_16(n) LNCEXT_LPS_16(n + 16) LNCEXT_LPS_16(n + 32) LNCEXT_LPS_16(n + 48)
-#define LNCEXT_LPS_ROW(i)                                                                  \
-    {LNCEXT_LPS_64(256 * (i)) LNCEXT_LPS_64(256 * (i) + 64) LNCEXT_LPS_64(256 * (i) + 128) \
-         LNCEXT_LPS_64(256 * (i) + 192)},
-
 // Aligned to a cache line so that no entry straddles two lines.
 extern "C" alignas(64) LNCEXT_API const uint32_t streebog_lp32[8][256][2] = {
-    LNCEXT_LPS_ROW(0) LNCEXT_LPS_ROW(1) LNCEXT_LPS_ROW(2) LNCEXT_LPS_ROW(3) LNCEXT_LPS_ROW(4)
-        LNCEXT_LPS_ROW(5) LNCEXT_LPS_ROW(6) LNCEXT_LPS_ROW(7)};
-
-#undef LNCEXT_LPS_ROW
-#undef LNCEXT_LPS_64
-#undef LNCEXT_LPS_16
-#undef LNCEXT_LPS_4
-#undef LNCEXT_LPS_1
+    LNCEXT_ELEMS_4096(lncext::kLps, 0)};
 
 // C1 .. C12, least significant byte first.
 extern "C" LNCEXT_API const uint8_t streebog_c[12][64] = {
