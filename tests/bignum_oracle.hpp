@@ -6,7 +6,9 @@
 #include <gmp.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -86,6 +88,25 @@ inline std::vector<uint32_t> random_num(Rng &rng, uint32_t n) {
         if (a[n] == 0) a[n] = 1;
     }
     return a;
+}
+
+// A big number from its digits, least significant first.
+inline std::vector<uint32_t> num(std::initializer_list<uint32_t> digits) {
+    std::vector<uint32_t> a{uint32_t(digits.size())};
+    a.insert(a.end(), digits.begin(), digits.end());
+    return a;
+}
+
+// The count word and the counted digits of a.
+inline std::vector<uint32_t> counted(const uint32_t *a) { return {a, a + a[0] + 1}; }
+
+// A size in lo..max, with the ends of the range drawn often.
+inline uint32_t random_size(Rng &rng, uint32_t max, uint32_t lo = 0) {
+    switch (rng.below(4)) {
+        case 0: return lo + rng.below(std::min<uint32_t>(max - lo + 1, 4));
+        case 1: return max - rng.below(std::min<uint32_t>(max - lo + 1, 3));
+        default: return lo + rng.below(max - lo + 1);
+    }
 }
 
 // A destination of `room` words, filled with junk (words beyond a count are
