@@ -59,6 +59,21 @@ inline void xor_tail(const uint8_t *in, uint8_t *out, uint32_t r, uint32_t g1, u
     }
 }
 
+// The end of a CFB call in either direction: after whole blocks only, the
+// register (the last ciphertext block) is stored for the next call. A partial
+// block ends the message: its keystream is the encrypted register, and the
+// stored register stays as it was when the call began.
+void cfb_finish(g28147_cfb_ctx *ctx, uint32_t r1, uint32_t r2, const uint8_t *src, uint8_t *dst,
+                uint32_t tail) {
+    if (tail == 0) {
+        ctx->N1 = r1;
+        ctx->N2 = r2;
+        return;
+    }
+    crypt32(r1, r2, ctx->keys, ctx->kext);
+    xor_tail(src, dst, tail, r1, r2);
+}
+
 }  // namespace
 }  // namespace lncext::gost
 
@@ -127,16 +142,7 @@ LNCEXT_API void g28147_cfb_enc_update_blocks(g28147_cfb_ctx *ctx, const void *in
         store_le32(dst, r1);
         store_le32(dst + 4, r2);
     }
-    const uint32_t tail = len % 8;
-    if (tail == 0) {
-        ctx->N1 = r1;
-        ctx->N2 = r2;
-        return;
-    }
-    // A partial block ends the message; the stored register stays as it was
-    // when this call began.
-    gost::crypt32(r1, r2, ctx->keys, ctx->kext);
-    gost::xor_tail(src, dst, tail, r1, r2);
+    gost::cfb_finish(ctx, r1, r2, src, dst, len % 8);
 }
 
 LNCEXT_API void g28147_cfb_dec_update_blocks(g28147_cfb_ctx *ctx, const void *in, void *out,
@@ -171,14 +177,7 @@ LNCEXT_API void g28147_cfb_dec_update_blocks(g28147_cfb_ctx *ctx, const void *in
         src += 8;
         dst += 8;
     }
-    const uint32_t tail = len % 8;
-    if (tail == 0) {
-        ctx->N1 = r1;
-        ctx->N2 = r2;
-        return;
-    }
-    gost::crypt32(r1, r2, ctx->keys, ctx->kext);
-    gost::xor_tail(src, dst, tail, r1, r2);
+    gost::cfb_finish(ctx, r1, r2, src, dst, len % 8);
 }
 
 LNCEXT_API void g28147_ofb_init_ext(g28147_ofb_ctx *ctx, const uint32_t *key, const uint32_t *iv,
