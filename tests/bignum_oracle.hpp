@@ -98,14 +98,19 @@ inline std::vector<uint32_t> num(std::initializer_list<uint32_t> digits) {
 }
 
 // The count word and the counted digits of a.
-inline std::vector<uint32_t> counted(const uint32_t *a) { return {a, a + a[0] + 1}; }
+inline std::vector<uint32_t> counted(const uint32_t *a) {
+    return {a, a + a[0] + 1};
+}
 
 // A size in lo..max, with the ends of the range drawn often.
 inline uint32_t random_size(Rng &rng, uint32_t max, uint32_t lo = 0) {
     switch (rng.below(4)) {
-        case 0: return lo + rng.below(std::min<uint32_t>(max - lo + 1, 4));
-        case 1: return max - rng.below(std::min<uint32_t>(max - lo + 1, 3));
-        default: return lo + rng.below(max - lo + 1);
+        case 0:
+            return lo + rng.below(std::min<uint32_t>(max - lo + 1, 4));
+        case 1:
+            return max - rng.below(std::min<uint32_t>(max - lo + 1, 3));
+        default:
+            return lo + rng.below(max - lo + 1);
     }
 }
 
@@ -132,6 +137,13 @@ struct Guarded {
         for (size_t i = room; i < v.size(); i++)
             if (v[i] != kGuard) return false;
         return true;
+    }
+    // ret, a function's return value, is this buffer, which holds z and
+    // nothing was written past the room.
+    ::testing::AssertionResult holds(const uint32_t *ret, mpz_srcptr z) {
+        if (ret != p()) return ::testing::AssertionFailure() << "returned another pointer";
+        if (!intact()) return ::testing::AssertionFailure() << "wrote past the room";
+        return equals_mpz(p(), z);
     }
 };
 
