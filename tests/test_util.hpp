@@ -58,7 +58,6 @@ inline std::string to_hex(const Bytes &b) {
 // (keys may repeat, so a block is a list of pairs with a lookup by first key).
 struct VectorBlock {
     std::vector<std::pair<std::string, std::string>> fields;
-    std::vector<std::string> comments;
 
     bool has(const std::string &key) const {
         for (auto &f : fields)
@@ -94,9 +93,7 @@ inline std::vector<VectorBlock> read_vectors(const std::string &name) {
         std::string t = trim(line);
         if (t.empty()) {
             flush();
-        } else if (t[0] == '#') {
-            cur.comments.push_back(t);
-        } else {
+        } else if (t[0] != '#') {
             size_t eq = t.find('=');
             if (eq == std::string::npos) continue;
             cur.fields.emplace_back(trim(t.substr(0, eq)), trim(t.substr(eq + 1)));
