@@ -420,36 +420,36 @@ void kara_mul(u32 *r, const u32 *a, const u32 *b, std::size_t n, u32 *scratch) {
 
 }  // namespace
 
+// The limb width is chosen once, here; everything above it is shared.
 #if defined(LNCEXT_WIDE_KERNELS)
-void mul(uint32_t *r, const uint32_t *a, std::size_t na, const uint32_t *b, std::size_t nb) {
-    if (na == nb && use_karatsuba(na)) {
-        u32 scratch[kKaraScratch];
-        kara_mul(r, a, b, na, scratch);
-        return;
-    }
-    mul_w64(r, a, na, b, nb);
-}
-void sqr(uint32_t *r, const uint32_t *a, std::size_t n) {
-    sqr_w64(r, a, n);
-}
-void redc(uint32_t *t, const uint32_t *m, std::size_t n, std::size_t words, uint32_t minv) {
-    redc_w64(t, m, n, words, minv);
-}
+constexpr auto schoolbook_mul = mul_w64;
+constexpr auto square = sqr_w64;
+constexpr auto reduce = redc_w64;
 #else
+constexpr auto schoolbook_mul = mul_w32;
+constexpr auto square = sqr_w32;
+constexpr auto reduce = redc_w32;
+#endif
+
 void mul(uint32_t *r, const uint32_t *a, std::size_t na, const uint32_t *b, std::size_t nb) {
     if (na == nb && use_karatsuba(na)) {
         u32 scratch[kKaraScratch];
         kara_mul(r, a, b, na, scratch);
         return;
     }
-    mul_w32(r, a, na, b, nb);
+    schoolbook_mul(r, a, na, b, nb);
 }
+
 void sqr(uint32_t *r, const uint32_t *a, std::size_t n) {
-    sqr_w32(r, a, n);
+    square(r, a, n);
 }
+
 void redc(uint32_t *t, const uint32_t *m, std::size_t n, std::size_t words, uint32_t minv) {
-    redc_w32(t, m, n, words, minv);
+    reduce(t, m, n, words, minv);
 }
-#endif
+
+uint32_t addmul_1(uint32_t *r, const uint32_t *b, std::size_t n, uint32_t x) {
+    return addmul_w32(r, b, n, x);
+}
 
 }  // namespace lncext::kern

@@ -55,18 +55,6 @@ inline uint32_t sub_words(uint32_t *d, const uint32_t *a, const uint32_t *b, uin
 #endif
 }
 
-// d[0 .. n) += u * m[0 .. n); returns the carry word out of d[n - 1].
-inline uint32_t addmul1(uint32_t *d, const uint32_t *m, uint32_t n, uint32_t u) {
-    uint32_t carry = 0;
-    for (uint32_t i = 0; i < n; ++i) {
-        // u * m[i] + d[i] + carry <= (2^32 - 1)^2 + 2 (2^32 - 1) < 2^64
-        uint64_t s = uint64_t(u) * m[i] + d[i] + carry;
-        d[i] = uint32_t(s);
-        carry = uint32_t(s >> 32);
-    }
-    return carry;
-}
-
 // Adds the word c at d[0] and carries upward, but never past d[limit - 1].
 inline void propagate(uint32_t *d, uint32_t limit, uint32_t c) {
     for (uint32_t i = 0; i < limit && c != 0; ++i) {
@@ -126,7 +114,7 @@ LNCEXT_API uint32_t *lnmmontcom(uint32_t minv, uint32_t Rbits, const uint32_t *m
     if (words != 0) lncext::kern::redc(d, m + 1, n, words, minv);
     if (bits != 0) {
         const uint32_t u = (minv * d[words]) & ((1u << bits) - 1);
-        const uint32_t carry = addmul1(d + words, m + 1, n, u);
+        const uint32_t carry = lncext::kern::addmul_1(d + words, m + 1, n, u);
         propagate(d + words + n, top - words - n, carry);
     }
     lncext::bn::clip(t);
