@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "bignum/bignum_internal.hpp"
+#include "common/bytes.hpp"
 
 namespace {
 
@@ -232,8 +233,7 @@ LNCEXT_API uint32_t *lnmfrombase256(uint32_t *r, const uint8_t *in, uint32_t len
     // Whole words from the least significant end, in[len - 1] lowest.
     while (len >= 4) {
         len -= 4;
-        r[++n] = uint32_t(in[len]) << 24 | uint32_t(in[len + 1]) << 16 |
-                 uint32_t(in[len + 2]) << 8 | in[len + 3];
+        r[++n] = lncext::load_be32(in + len);
     }
     uint32_t w = 0;
     for (uint32_t k = 0; k < len; k++) w |= uint32_t(in[len - 1 - k]) << (8 * k);
@@ -245,9 +245,7 @@ LNCEXT_API uint32_t *lnmfrombase256(uint32_t *r, const uint8_t *in, uint32_t len
 LNCEXT_API uint32_t *lnmfromrbase256(uint32_t *r, const uint8_t *in, uint32_t len) {
     if (len > kMaxBytes) len = kMaxBytes;
     uint32_t n = 0, pos = 0;
-    for (; pos + 4 <= len; pos += 4)
-        r[++n] = uint32_t(in[pos]) | uint32_t(in[pos + 1]) << 8 | uint32_t(in[pos + 2]) << 16 |
-                 uint32_t(in[pos + 3]) << 24;
+    for (; pos + 4 <= len; pos += 4) r[++n] = lncext::load_le32(in + pos);
     uint32_t w = 0;
     for (uint32_t k = 0; pos + k < len; k++) w |= uint32_t(in[pos + k]) << (8 * k);
     if (w != 0) r[++n] = w;

@@ -20,14 +20,8 @@ constexpr uint8_t kC3Bytes[32] = {
     0x00, 0xFF, 0xFF, 0x00, 0xFF, 0x00, 0x00, 0xFF, 0xFF, 0x00, 0x00, 0x00, 0xFF, 0xFF, 0x00, 0xFF,
 };
 
-constexpr uint64_t piece64(const uint8_t *p) {
-    uint64_t v = 0;
-    for (int i = 7; i >= 0; i--) v = v << 8 | p[i];
-    return v;
-}
-
-constexpr uint64_t kC3[4] = {piece64(kC3Bytes), piece64(kC3Bytes + 8), piece64(kC3Bytes + 16),
-                             piece64(kC3Bytes + 24)};
+constexpr uint64_t kC3[4] = {load_le64(kC3Bytes), load_le64(kC3Bytes + 8), load_le64(kC3Bytes + 16),
+                             load_le64(kC3Bytes + 24)};
 static_assert(kC3[0] == 0xFF00FF00FF00FF00u && kC3[3] == 0xFF00FFFF000000FFu);
 
 // A(y1, y2, y3, y4) = (y2, y3, y4, y1 ^ y2) on 64-bit pieces, y1 the lowest.
