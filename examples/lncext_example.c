@@ -3,8 +3,9 @@
  * and the 128-bit block cipher.
  *
  * Build and run it with
- *   cmake -S . -B build && cmake --build build --target lncext_example
- *   ./build/examples/lncext_example
+ *   cmake -S . -B build/example -DLNCEXT_BUILD_TESTS=OFF
+ *   cmake --build build/example --target lncext_example
+ *   ./build/example/examples/lncext_example
  */
 #include <stdio.h>
 #include <string.h>
