@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "common/block_buffer.hpp"
 #include "common/bytes.hpp"
 #include "lncext/gost28147.h"
 #include "symmetric/gost28147_internal.hpp"
@@ -60,24 +61,9 @@ LNCEXT_API void g28147_hmac_updblocks(g28147_hmac_ctx *ctx, const void *data, ui
 }
 
 LNCEXT_API void g28147_hmac_update(g28147_hmac_ctx *ctx, const void *data, uint32_t len) {
-    const uint8_t *p = static_cast<const uint8_t *>(data);
-    if (len == 0) return;
-    if (len < 8 - ctx->buffered) {
-        std::memcpy(ctx->buffer + ctx->buffered, p, len);
-        ctx->buffered += len;
-        return;
-    }
-    if (ctx->buffered > 0) {
-        const uint32_t take = 8 - ctx->buffered;
-        std::memcpy(ctx->buffer + ctx->buffered, p, take);
-        g28147_hmac_updblocks(ctx, ctx->buffer, 8);
-        p += take;
-        len -= take;
-    }
-    const uint32_t whole = len & ~7u;
-    if (whole) g28147_hmac_updblocks(ctx, p, whole);
-    ctx->buffered = len % 8;
-    std::memcpy(ctx->buffer, p + whole, ctx->buffered);
+    lncext::feed_blocks<8>(
+        ctx->buffer, ctx->buffered, static_cast<const uint8_t *>(data), len,
+        [ctx](const uint8_t *p, uint32_t n) { g28147_hmac_updblocks(ctx, p, n); });
 }
 
 LNCEXT_API uint32_t *g28147_hmac_final(g28147_hmac_ctx *ctx, uint32_t *mac) {

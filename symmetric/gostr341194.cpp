@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "common/block_buffer.hpp"
 #include "common/bytes.hpp"
 #include "symmetric/gost28147_internal.hpp"
 
@@ -166,24 +167,10 @@ LNCEXT_API void gr341194_md_updblocks(gr341194_md_ctx *ctx, const void *data, ui
 }
 
 LNCEXT_API void gr341194_md_update(gr341194_md_ctx *ctx, const void *data, uint32_t len) {
-    if (data == nullptr || len == 0) return;
-    const uint8_t *p = static_cast<const uint8_t *>(data);
-    if (len < 32 - ctx->buffered) {
-        std::memcpy(ctx->buffer + ctx->buffered, p, len);
-        ctx->buffered += len;
-        return;
-    }
-    if (ctx->buffered > 0) {
-        const uint32_t take = 32 - ctx->buffered;
-        std::memcpy(ctx->buffer + ctx->buffered, p, take);
-        gr341194_md_updblocks(ctx, ctx->buffer, 32);
-        p += take;
-        len -= take;
-    }
-    const uint32_t whole = len & ~31u;
-    gr341194_md_updblocks(ctx, p, whole);
-    ctx->buffered = len % 32;
-    std::memcpy(ctx->buffer, p + whole, ctx->buffered);
+    if (data == nullptr) return;
+    lncext::feed_blocks<32>(
+        ctx->buffer, ctx->buffered, static_cast<const uint8_t *>(data), len,
+        [ctx](const uint8_t *p, uint32_t n) { gr341194_md_updblocks(ctx, p, n); });
 }
 
 LNCEXT_API uint8_t *gr341194_md_final(gr341194_md_ctx *ctx, uint8_t *out) {

@@ -17,6 +17,7 @@
 #include <emmintrin.h>
 #endif
 
+#include "common/block_buffer.hpp"
 #include "common/bytes.hpp"
 #include "common/wipe.hpp"
 
@@ -245,28 +246,8 @@ LNCEXT_API streebog_ctx *streebog256_init(streebog_ctx *ctx) {
 }
 
 LNCEXT_API void streebog512_update(streebog_ctx *ctx, const void *data, uint32_t len) {
-    const uint8_t *p = static_cast<const uint8_t *>(data);
-    if (len < 64 - ctx->buffered) {
-        // Still short of a block; a zero length lands here and changes nothing.
-        if (len != 0) std::memcpy(ctx->buffer + ctx->buffered, p, len);
-        ctx->buffered += len;
-        return;
-    }
-    if (ctx->buffered != 0) {
-        const uint32_t fill = 64 - ctx->buffered;
-        std::memcpy(ctx->buffer + ctx->buffered, p, fill);
-        p += fill;
-        len -= fill;
-        ctx->buffered = 0;
-        absorb(ctx, ctx->buffer, 512);
-    }
-    // Whole blocks straight from the caller's memory.
-    const uint32_t whole = len & ~uint32_t(63);
-    absorb_blocks(ctx, p, whole);
-    p += whole;
-    len -= whole;
-    if (len != 0) std::memcpy(ctx->buffer, p, len);
-    ctx->buffered = len;
+    lncext::feed_blocks<64>(ctx->buffer, ctx->buffered, static_cast<const uint8_t *>(data), len,
+                            [ctx](const uint8_t *p, uint32_t n) { absorb_blocks(ctx, p, n); });
 }
 
 LNCEXT_API void streebog256_update(streebog_ctx *ctx, const void *data, uint32_t len) {
