@@ -80,6 +80,16 @@ void run_against_gmp(benchmark::State &state, Ours ours, Theirs theirs) {
     state.counters["ratio"] = ns / gmp_ns;
 }
 
+// Keeps the timings honest: our result and GMP's agree.
+void expect_same(benchmark::State &state, const std::vector<uint32_t> &r, const mpz_t z,
+                 const char *what) {
+    mpz_t check;
+    mpz_init(check);
+    mpz_import(check, r[0], -1, 4, 0, 0, r.data() + 1);
+    if (mpz_cmp(check, z) != 0) state.SkipWithError(what);
+    mpz_clear(check);
+}
+
 void BM_lnmpowmod(benchmark::State &state) {
     const uint32_t words = uint32_t(state.range(0)) / 32;
     Operands op(words, 0x5eed0000 + words);
@@ -94,20 +104,7 @@ void BM_lnmpowmod(benchmark::State &state) {
             mpz_powm(op.zr, op.zx, op.ze, op.zm);
             benchmark::DoNotOptimize(op.zr);
         });
-    // Keep ourselves honest: the two results agree.
-    mpz_t check;
-    mpz_init(check);
-    mpz_import(check, r[0], -1, 4, 0, 0, r.data() + 1);
-    if (mpz_cmp(check, op.zr) != 0) state.SkipWithError("lnmpowmod disagrees with mpz_powm");
-    mpz_clear(check);
-}
-
-void BM_gmp_powm(benchmark::State &state) {
-    Operands op(uint32_t(state.range(0)) / 32, 0x5eed0000 + state.range(0) / 32);
-    for (auto _ : state) {
-        mpz_powm(op.zr, op.zx, op.ze, op.zm);
-        benchmark::DoNotOptimize(op.zr);
-    }
+    expect_same(state, r, op.zr, "lnmpowmod disagrees with mpz_powm");
 }
 
 void BM_lnmmodinv(benchmark::State &state) {
@@ -125,25 +122,10 @@ void BM_lnmmodinv(benchmark::State &state) {
             mpz_invert(op.zr, op.zx, op.zm);
             benchmark::DoNotOptimize(op.zr);
         });
-    mpz_t check;
-    mpz_init(check);
-    mpz_import(check, r[0], -1, 4, 0, 0, r.data() + 1);
-    if (mpz_cmp(check, op.zr) != 0) state.SkipWithError("lnmmodinv disagrees with mpz_invert");
-    mpz_clear(check);
-}
-
-void BM_gmp_invert(benchmark::State &state) {
-    Operands op(uint32_t(state.range(0)) / 32, 0x1a7e0000 + state.range(0) / 32);
-    make_prime_modulus(op);
-    for (auto _ : state) {
-        mpz_invert(op.zr, op.zx, op.zm);
-        benchmark::DoNotOptimize(op.zr);
-    }
+    expect_same(state, r, op.zr, "lnmmodinv disagrees with mpz_invert");
 }
 
 }  // namespace
 
 BENCHMARK(BM_lnmpowmod)->Arg(1024)->Arg(2048)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_gmp_powm)->Arg(1024)->Arg(2048)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_lnmmodinv)->Arg(256)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_gmp_invert)->Arg(256)->Unit(benchmark::kMicrosecond);
