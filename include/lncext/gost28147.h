@@ -2,10 +2,11 @@
  * lncext GOST 28147-89: the 64-bit block cipher with a caller-chosen S-box,
  * its ECB, CFB and gamma (counter) modes and its 32-bit MAC.
  *
- * Keys are eight 32-bit words K1..K8 and initial values two words, in host
- * order: on the little-endian machines the library targets, a 32-byte key is
- * read as eight little-endian words. Data blocks are 8 bytes, read as two
- * little-endian words N1 (bytes 0..3) and N2 (bytes 4..7).
+ * Keys are G28147_KEY_WORDS 32-bit words K1..K8 and initial values
+ * G28147_IV_WORDS words, in host order: on the little-endian machines the
+ * library targets, a G28147_KEY_BYTES key is read as eight little-endian
+ * words. Data blocks are G28147_BLOCK_BYTES, read as two little-endian words
+ * N1 (bytes 0..3) and N2 (bytes 4..7).
  *
  * Every initialiser zeroes its context before it reads key and iv (so they
  * must not lie in it), then fills it. It takes an expanded S-box table
@@ -96,8 +97,9 @@ LNCEXT_API extern const uint32_t CryptoPro_iv[8];
  * Returns kext_out, or NULL, having written nothing, when a byte is above 15. */
 LNCEXT_API LNCEXT_WARN_UNUSED uint32_t *g28147_make_kext(uint32_t *kext_out, const uint8_t *sbox);
 
-/* The 32-round cycle (encryption with OrderEncr round keys, decryption with
- * OrderDecr ones) and the 16-round cycle of the MAC (reads keys[0..15]).
+/* The 32-round cycle over G28147_ROUND_KEYS round keys (encryption with keys
+ * laid out by OrderEncr, decryption by OrderDecr) and the 16-round cycle of
+ * the MAC (keys[0..15]), on the block (in_n1, in_n2).
  * The input halves are taken by value, so out_n1 and out_n2 may point at the
  * words they came from. */
 LNCEXT_API void g28147_32Steps(uint32_t in_n1, uint32_t in_n2, const uint32_t *keys,
@@ -146,8 +148,8 @@ LNCEXT_API void g28147_hmac_update(g28147_hmac_ctx *ctx, const void *data, uint3
 /* Absorbs len bytes straight from data, bypassing the buffer; a trailing
  * partial block is zero-padded, so only the last call may have one. */
 LNCEXT_API void g28147_hmac_updblocks(g28147_hmac_ctx *ctx, const void *data, uint32_t len);
-/* Writes the MAC to *mac and returns mac; returns NULL, *mac unwritten, for
- * a message of fewer than 9 bytes. */
+/* Writes the MAC (one word, G28147_MAC_BYTES) to *mac and returns mac;
+ * returns NULL, *mac unwritten, for a message of fewer than 9 bytes. */
 LNCEXT_API LNCEXT_WARN_UNUSED uint32_t *g28147_hmac_final(g28147_hmac_ctx *ctx, uint32_t *mac);
 /* 1 when the message has a MAC and it equals *mac; 0 for a mismatch and for
  * a message of fewer than 9 bytes alike. */

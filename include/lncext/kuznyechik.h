@@ -1,14 +1,15 @@
 /*
  * lncext GOST R 34.12-2015 128-bit block cipher ("kuzn"), ECB and CTR.
  *
- * Blocks are 16 bytes and keys 32 bytes, byte 0 most significant: the hex
- * strings of the standard are the bytes in memory order. The key is typed as
- * eight words but only copied, so its byte order is that of memory.
+ * Blocks are KUZN_BLOCK_BYTES and keys KUZN_KEY_BYTES, byte 0 most
+ * significant: the hex strings of the standard are the bytes in memory order.
+ * The key is typed as eight words but only copied, so its byte order is that
+ * of memory.
  *
  * Initialisers read key and iv (which may lie in the context), zero the
- * context, then fill it. Input and output may be the
- * same buffer in both modes (but not otherwise overlap). Contexts hold key
- * material and are for one thread at a time; nothing is checked or reported.
+ * context, then fill it. Input and output may be the same buffer in both
+ * modes (but not otherwise overlap). Contexts hold key material and are for
+ * one thread at a time; nothing is checked or reported.
  */
 #ifndef LNCEXT_KUZNYECHIK_H
 #define LNCEXT_KUZNYECHIK_H
