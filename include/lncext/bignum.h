@@ -165,7 +165,7 @@ LNCEXT_API uint32_t lnmmodd(const uint32_t *a, uint32_t d);
 /* ---- Montgomery arithmetic ----
  * minv = -m^-1 mod 2^32 (lnminverse(0 - m[1])), Rbits = 32 * m[0] and the odd
  * modulus m (at most LNM_MONT_MAX_DIGITS words) are passed in that order. The
- * Montgomery form of x < m is x * R mod m, R = 2^Rbits; operands are below m
+ * Montgomery form of x < m is x * R mod m, R = 2^Rbits; factors are below m
  * and so is every result. */
 
 /* x^-1 mod 2^32 for an odd x. */
@@ -187,14 +187,16 @@ LNCEXT_API uint32_t *lnmunitymont(uint32_t Rbits, uint32_t *m, uint32_t *r);
 
 /* Fills the compact table (LNM_MONTIC_TABLE_WORDS(w, m[0]) words, not
  * overlapping m or x) with the odd powers x, x^3, ... of the Montgomery form
- * x, for window width w (LNM_POW_WINDOW_BITS). Returns table. */
+ * x, for window width w from 1 to 31 (normally LNM_POW_WINDOW_BITS). Returns
+ * table. */
 LNCEXT_API uint32_t *lnmmontic(uint32_t *table, uint32_t w, uint32_t minv, uint32_t Rbits,
                                const uint32_t *m, const uint32_t *x);
-/* r = start * x^e (Montgomery forms) from a table made by lnmmontic with the
- * same w and m; with start the form of 1, the form of x^e. The table is only
- * read; r distinct from table, m and e, r needs m[0] + 1 words. padbits > 0
- * makes the number of table multiplications at least ceil(padbits / w). The
- * scratch products are wiped. Returns r. */
+/* r = start^(2^L) * x^e, L the bit length of e (Montgomery forms), from a
+ * table made by lnmmontic with the same w and m: with start the form of 1,
+ * the form of x^e. The table is only read; r distinct from table, m and e,
+ * r needs m[0] + 1 words. padbits > 0 makes the number of table
+ * multiplications at least ceil(padbits / w). The scratch products are
+ * wiped. Returns r. */
 LNCEXT_API uint32_t *lnmicpowmont(const uint32_t *table, uint32_t w, uint32_t padbits,
                                   const uint32_t *start, uint32_t minv, uint32_t Rbits,
                                   const uint32_t *m, const uint32_t *e, uint32_t *r);
@@ -202,9 +204,10 @@ LNCEXT_API uint32_t *lnmicpowmont(const uint32_t *table, uint32_t w, uint32_t pa
  * of the Montgomery form x (x not in the table). Returns table. */
 LNCEXT_API uint32_t *lnmpowmontstart(uint32_t *table, uint32_t minv, uint32_t Rbits,
                                      const uint32_t *m, const uint32_t *x);
-/* r = start * x^e (Montgomery forms) for the x of lnmpowmontstart. Writes
- * only slot 16 of the table, so one start serves any number of stops; r
- * distinct from table, m and e, r needs m[0] + 1 words. */
+/* r = start^(2^L) * x^e, L the bit length of e (Montgomery forms), for the
+ * x of lnmpowmontstart. Writes only slot 16 of the table, so one start
+ * serves any number of stops; r distinct from table, m and e, r needs
+ * m[0] + 1 words. */
 LNCEXT_API void lnmpowmontstop(uint32_t *table, const uint32_t *start, uint32_t minv,
                                uint32_t Rbits, const uint32_t *m, const uint32_t *e, uint32_t *r);
 /* lnmpowmontstart then lnmpowmontstop; always returns 0. */
