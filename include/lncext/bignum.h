@@ -151,10 +151,11 @@ LNCEXT_API uint32_t *lnmmul(const uint32_t *a, const uint32_t *b, uint32_t *r);
 /* r = a * a; r distinct from a, r needs 2 a[0] + 1 words. */
 LNCEXT_API uint32_t *lnmsqr(const uint32_t *a, uint32_t *r);
 /* r = a mod m and, when q is not NULL, q = a div m. r may be a; q and m are
- * distinct from every other argument. m is written during the call (shifted
- * in place, restored before return; see above). m = 0 returns at once,
- * writing nothing. a has at most LNM_DIV_MAX_DIGITS digit words. Room: r
- * a[0] + 3 words, m m[0] + 2, q max(a[0] - m[0], 0) + 3. */
+ * distinct from every other argument. m is written during the call: shifted
+ * left in place until its top bit is set (a one-word m widened to two words)
+ * and restored before return. m = 0 returns at once, writing nothing. a has
+ * at most LNM_DIV_MAX_DIGITS digit words. Room: r a[0] + 3 words, m m[0] + 2,
+ * q max(a[0] - m[0], 0) + 3. */
 LNCEXT_API void lnmdiv(const uint32_t *a, uint32_t *m, uint32_t *q, uint32_t *r);
 /* (hi * 2^32 + lo) divided by d (top bit set, hi < d): returns the remainder
  * and stores the quotient in *qout when qout is not NULL. */
