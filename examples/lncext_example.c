@@ -68,17 +68,18 @@ static void print_hex(const char *label, const void *data, size_t len) {
 
 /* A 256-bit key as 32 bytes, read as eight little-endian words (the way
  * GOST 28147-89 keys travel in files and protocols). */
-static void key_words(uint32_t key[8], const uint8_t bytes[32]) {
-    for (int i = 0; i < 8; i++)
+static void key_words(uint32_t key[G28147_KEY_WORDS], const uint8_t bytes[G28147_KEY_BYTES]) {
+    for (int i = 0; i < G28147_KEY_WORDS; i++)
         key[i] = (uint32_t)bytes[4 * i] | (uint32_t)bytes[4 * i + 1] << 8 |
                  (uint32_t)bytes[4 * i + 2] << 16 | (uint32_t)bytes[4 * i + 3] << 24;
 }
 
 static void gost28147(void) {
     static const char message[] = "Attack at dawn, bring GOST 28147-89 along";
-    uint8_t key_bytes[32], digest[32], cipher[sizeof message], plain[sizeof message];
-    uint32_t key[8], mac;
-    const uint32_t iv[2] = {0x12345678u, 0x9ABCDEF0u};
+    uint8_t key_bytes[G28147_KEY_BYTES], digest[GR341194_DIGEST_BYTES];
+    uint8_t cipher[sizeof message], plain[sizeof message];
+    uint32_t key[G28147_KEY_WORDS], mac;
+    const uint32_t iv[G28147_IV_WORDS] = {0x12345678u, 0x9ABCDEF0u};
     gr341194_md_ctx md;
     g28147_cfb_ctx cfb;
     g28147_hmac_ctx imit;
@@ -107,7 +108,7 @@ static void gost28147(void) {
 
 static void streebog(void) {
     static const char m1[] = "012345678901234567890123456789012345678901234567890123456789012";
-    uint8_t digest[32];
+    uint8_t digest[STREEBOG256_BYTES];
     streebog_ctx ctx;
 
     puts("Streebog");
@@ -118,13 +119,13 @@ static void streebog(void) {
 }
 
 static void kuznyechik(void) {
-    static const uint8_t key[32] = {0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff,
-                                    0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
-                                    0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54, 0x32, 0x10,
-                                    0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef};
-    static const uint8_t iv[8] = {0x12, 0x34, 0x56, 0x78, 0x90, 0xab, 0xce, 0xf0};
+    static const uint8_t key[KUZN_KEY_BYTES] = {0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff,
+                                                0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
+                                                0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54, 0x32, 0x10,
+                                                0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef};
+    static const uint8_t iv[KUZN_IV_BYTES] = {0x12, 0x34, 0x56, 0x78, 0x90, 0xab, 0xce, 0xf0};
     static const char message[] = "Counter mode needs no padding";
-    uint32_t key_words32[8];
+    uint32_t key_words32[KUZN_KEY_BYTES / 4];
     uint8_t buf[sizeof message];
     kuzn_ctr_ctx ctr;
 

@@ -39,7 +39,7 @@ static int hex_equals(const uint8_t *p, size_t n, const char *hex) {
 
 static void hashes(void) {
     static const char m1[] = "012345678901234567890123456789012345678901234567890123456789012";
-    uint8_t digest[64];
+    uint8_t digest[STREEBOG512_BYTES];
     gr341194_md_ctx md;
     streebog_ctx sb;
 
@@ -59,14 +59,14 @@ static void hashes(void) {
 }
 
 static void ciphers(void) {
-    static const uint8_t key[32] = {0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff,
-                                    0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
-                                    0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54, 0x32, 0x10,
-                                    0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef};
-    static const uint8_t pt[16] = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x00,
-                                   0xff, 0xee, 0xdd, 0xcc, 0xbb, 0xaa, 0x99, 0x88};
-    uint32_t kw[8], gost_key[8], block[2] = {0, 0};
-    uint8_t buf[16];
+    static const uint8_t key[KUZN_KEY_BYTES] = {0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff,
+                                                0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
+                                                0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54, 0x32, 0x10,
+                                                0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef};
+    static const uint8_t pt[KUZN_BLOCK_BYTES] = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x00,
+                                                 0xff, 0xee, 0xdd, 0xcc, 0xbb, 0xaa, 0x99, 0x88};
+    uint32_t kw[KUZN_KEY_BYTES / 4], gost_key[G28147_KEY_WORDS], block[2] = {0, 0};
+    uint8_t buf[KUZN_BLOCK_BYTES];
     kuzn_ecb_ctx ecb;
     g28147_ecb_ctx gecb;
     int i;
@@ -76,11 +76,11 @@ static void ciphers(void) {
     kuzn_ecb_update(&ecb, pt, buf, sizeof buf);
     check(hex_equals(buf, 16, "7f679d90bebc24305a468d42b9d4edcd"), "128-bit cipher block");
 
-    for (i = 0; i < 8; i++) gost_key[i] = (uint32_t)i * 0x01010101u;
+    for (i = 0; i < G28147_KEY_WORDS; i++) gost_key[i] = (uint32_t)i * 0x01010101u;
     g28147_ecb_init_ext(&gecb, 1, gost_key, CryptoPro_uz);
-    g28147_ecb_update(&gecb, block, block, 8);
+    g28147_ecb_update(&gecb, block, block, G28147_BLOCK_BYTES);
     g28147_ecb_init_ext(&gecb, 0, gost_key, CryptoPro_uz);
-    g28147_ecb_update(&gecb, block, block, 8);
+    g28147_ecb_update(&gecb, block, block, G28147_BLOCK_BYTES);
     check(block[0] == 0 && block[1] == 0, "GOST 28147-89 ECB round trip");
 }
 
