@@ -24,6 +24,7 @@
 
 #include <stdint.h>
 
+#include "lncext/bignum.h"
 #include "lncext/export.h"
 
 /* Words of a field element, of the modulus and of a coordinate. */
