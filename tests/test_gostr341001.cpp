@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <functional>
 #include <thread>
@@ -15,6 +16,24 @@
 #include "lncext/gostr341194.h"
 
 using namespace lncext_test;
+
+// The record layouts the C side sees: 17-word numbers, then the slots.
+static_assert(offsetof(lnmpff_ctx, modulus) == 0);
+static_assert(offsetof(lnmpff_ctx, one) == 17 * 4);
+static_assert(offsetof(lnmpff_ctx, k0) == 34 * 4 && offsetof(lnmpff_ctx, width) == 35 * 4);
+static_assert(offsetof(lnmpff_ctx, in) == 36 * 4);
+static_assert(offsetof(lnmpff_ctx, inv) == 36 * 4 + 9 * sizeof(void *));
+static_assert(sizeof(lnmpff_ctx) == 36 * 4 + 10 * sizeof(void *));
+static_assert(sizeof(lnmec_point) == 3 * 17 * 4 && offsetof(lnmec_point, Z) == 34 * 4);
+static_assert(offsetof(lnmec_ctx, b) == 17 * 4 && offsetof(lnmec_ctx, field) == 34 * 4);
+static_assert(offsetof(lnmec_ctx, dbl) == 34 * 4 + sizeof(lnmpff_ctx));
+static_assert(sizeof(lnmec_ctx) == 34 * 4 + sizeof(lnmpff_ctx) + sizeof(void *));
+static_assert(offsetof(rds_ctx, q) == sizeof(lnmec_ctx));
+static_assert(offsetof(rds_ctx, G) == sizeof(lnmec_ctx) + 17 * 4);
+static_assert(offsetof(rds_ctx, pub_len) == offsetof(rds_ctx, G) + sizeof(lnmec_point));
+static_assert(offsetof(rds_ctx, w) == offsetof(rds_ctx, pub_len) + 3 * 4);
+static_assert(offsetof(rds_ctx, table) == offsetof(rds_ctx, w) + 4);
+static_assert(sizeof(rds_ctx) == offsetof(rds_ctx, table) + 16 * sizeof(lnmec_point));
 
 namespace {
 
