@@ -64,7 +64,7 @@ Bytes left_aligned(const Bytes &x_be, const Bytes &y_be) {
 }
 
 // (d u) mod q as 32 bytes, u the UKM read big-endian.
-Bytes vko_scalar(const Bytes &d, const Bytes &ukm, mpz_srcptr q) {
+[[maybe_unused]] Bytes vko_scalar(const Bytes &d, const Bytes &ukm, mpz_srcptr q) {
     Mpz t, u;
     mpz_from_be(t, d.data());
     mpz_from_be(u, ukm.data(), 8);
