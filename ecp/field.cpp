@@ -35,20 +35,46 @@ using Wide = uint64_t;
 #endif
 constexpr unsigned kLimbBits = 8 * sizeof(Limb);
 constexpr uint32_t kFastWords = 8;
-constexpr std::size_t kFastLimbs = kFastWords * sizeof(uint32_t) / sizeof(Limb);
+constexpr std::size_t kWordsPerLimb = sizeof(Limb) / sizeof(uint32_t);
+constexpr std::size_t kFastLimbs = kFastWords / kWordsPerLimb;
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "limbs pair words little-endian");
 
 // The digits of a (at most kFastWords of them), zero-extended.
-inline void load_fast(Limb *d, const uint32_t *a) {
-    std::memset(d, 0, kFastWords * sizeof(uint32_t));
-    const uint32_t n = a[0] < kFastWords ? a[0] : kFastWords;  // a reduced element never has more
-    std::memcpy(d, a + 1, n * sizeof(uint32_t));
+// Limbs are assembled from words and stored back word by word: a plain
+// copy would be widened into 16-byte moves, and a 16-byte load of limbs just
+// stored one by one stalls on store forwarding.
+inline Limb limb_at(const uint32_t *w, std::size_t i) {
+    if constexpr (kWordsPerLimb == 2)
+        return Limb(w[2 * i]) | Limb(w[2 * i + 1]) << 32;
+    else
+        return w[i];
 }
 
+// Nearly every residue has all 8 words: that case loads straight into limbs.
+inline void load_fast(Limb *d, const uint32_t *a) {
+    if (a[0] == kFastWords) {
+        for (std::size_t i = 0; i < kFastLimbs; ++i) d[i] = limb_at(a + 1, i);
+        return;
+    }
+    uint32_t w[kFastWords] = {};
+    const uint32_t n = a[0] < kFastWords ? a[0] : kFastWords;  // a reduced element never has more
+    for (uint32_t i = 0; i < n; ++i) w[i] = a[i + 1];
+    for (std::size_t i = 0; i < kFastLimbs; ++i) d[i] = limb_at(w, i);
+}
+
+// The count comes from the limbs in registers, not from reading back.
 inline uint32_t *store_fast(uint32_t *r, const Limb *s) {
-    std::memcpy(r + 1, s, kFastWords * sizeof(uint32_t));
-    r[0] = kFastWords;
-    return clip(r);
+    for (std::size_t i = 0; i < kFastLimbs; ++i) {
+        r[1 + i * kWordsPerLimb] = uint32_t(s[i]);
+        if constexpr (kWordsPerLimb == 2) r[2 + 2 * i] = uint32_t(s[i] >> 32);
+    }
+    uint32_t n = kFastWords;
+    for (std::size_t i = kFastLimbs; i-- > 0 && s[i] == 0;) n -= kWordsPerLimb;
+    if constexpr (kWordsPerLimb == 2) {
+        if (n != 0 && (s[n / 2 - 1] >> 32) == 0) --n;  // the top limb's high word is zero
+    }
+    r[0] = n;
+    return r;
 }
 
 // t[0 .. 2N) = a * b. Per step a_i b_j + t + carry <= (2^B - 1)^2 +
@@ -152,7 +178,71 @@ inline void fold(Limb *r, const Limb *t, uint32_t c) {
     for (std::size_t i = 0; i < N; ++i) r[i] = (u[i] & take) | (r[i] & ~take);
 }
 
+// Addition, subtraction and halving modulo a 256-bit p, for residues below
+// p in either representation. The choice between two candidate results is
+// made by a mask, not a branch.
+
+// r = a + b mod p: a + b < 2p, so one subtraction of p at most.
+template <std::size_t N>
+inline void add_mod(Limb *r, const Limb *a, const Limb *b, const Limb *p) {
+    Limb s[N], d[N];
+    Limb carry = 0, borrow = 0;
+    for (std::size_t i = 0; i < N; ++i) {
+        const Wide t = Wide(a[i]) + b[i] + carry;  // below 2^(B+1): one carry bit
+        s[i] = Limb(t);
+        carry = Limb(t >> kLimbBits);
+    }
+    for (std::size_t i = 0; i < N; ++i) {
+        const Wide t = Wide(s[i]) - p[i] - borrow;  // wraps: bit B is the borrow
+        d[i] = Limb(t);
+        borrow = Limb(t >> kLimbBits) & 1;
+    }
+    // a + b - p is negative only when the subtraction borrowed past a sum
+    // that did not carry out.
+    const Limb keep_sum = Limb(0) - (borrow & (carry ^ 1));
+    for (std::size_t i = 0; i < N; ++i) r[i] = (s[i] & keep_sum) | (d[i] & ~keep_sum);
+}
+
+// r = a - b mod p: a - b, plus p when it borrowed.
+template <std::size_t N>
+inline void sub_mod(Limb *r, const Limb *a, const Limb *b, const Limb *p) {
+    Limb d[N];
+    Limb borrow = 0;
+    for (std::size_t i = 0; i < N; ++i) {
+        const Wide t = Wide(a[i]) - b[i] - borrow;
+        d[i] = Limb(t);
+        borrow = Limb(t >> kLimbBits) & 1;
+    }
+    const Limb add = Limb(0) - borrow;
+    Limb carry = 0;
+    for (std::size_t i = 0; i < N; ++i) {
+        const Wide t = Wide(d[i]) + (p[i] & add) + carry;
+        r[i] = Limb(t);
+        carry = Limb(t >> kLimbBits);
+    }
+}
+
+// r = a / 2 mod p: an odd a (p odd) gets p added first; the sum's carry
+// becomes the top bit after the shift.
+template <std::size_t N>
+inline void half_mod(Limb *r, const Limb *a, const Limb *p) {
+    const Limb add = Limb(0) - (a[0] & 1);
+    Limb s[N];
+    Limb carry = 0;
+    for (std::size_t i = 0; i < N; ++i) {
+        const Wide t = Wide(a[i]) + (p[i] & add) + carry;
+        s[i] = Limb(t);
+        carry = Limb(t >> kLimbBits);
+    }
+    for (std::size_t i = 0; i + 1 < N; ++i) r[i] = s[i] >> 1 | s[i + 1] << (kLimbBits - 1);
+    r[N - 1] = s[N - 1] >> 1 | carry << (kLimbBits - 1);
+}
+
 inline bool fast_sf(const lnmpff_ctx *ctx) {
+    return ctx->modulus[0] == kFastWords;
+}
+// The common operations take the same path for a 256-bit p of either form.
+inline bool fast_common(const lnmpff_ctx *ctx) {
     return ctx->modulus[0] == kFastWords;
 }
 
@@ -185,6 +275,14 @@ LNCEXT_API uint32_t *lnmpffsetzero(const lnmpff_ctx *, uint32_t *r) {
 
 LNCEXT_API uint32_t *lnmpffadd(const lnmpff_ctx *ctx, const uint32_t *a, const uint32_t *b,
                                uint32_t *r) {
+    if (fast_common(ctx)) {
+        Limb x[kFastLimbs], y[kFastLimbs], m[kFastLimbs];
+        load_fast(x, a);
+        load_fast(y, b);
+        load_fast(m, ctx->modulus);
+        add_mod<kFastLimbs>(x, x, y, m);
+        return store_fast(r, x);
+    }
     uint32_t s[kWords + 2];
     copy(s, a);
     lnmadd(s, b);
@@ -194,6 +292,14 @@ LNCEXT_API uint32_t *lnmpffadd(const lnmpff_ctx *ctx, const uint32_t *a, const u
 
 LNCEXT_API uint32_t *lnmpffsub(const lnmpff_ctx *ctx, const uint32_t *a, const uint32_t *b,
                                uint32_t *r) {
+    if (fast_common(ctx)) {
+        Limb x[kFastLimbs], y[kFastLimbs], m[kFastLimbs];
+        load_fast(x, a);
+        load_fast(y, b);
+        load_fast(m, ctx->modulus);
+        sub_mod<kFastLimbs>(x, x, y, m);
+        return store_fast(r, x);
+    }
     uint32_t t[kWords + 2];
     copy(t, a);
     if (cmp(t, b) < 0) lnmadd(t, ctx->modulus);
@@ -202,6 +308,13 @@ LNCEXT_API uint32_t *lnmpffsub(const lnmpff_ctx *ctx, const uint32_t *a, const u
 }
 
 LNCEXT_API uint32_t *lnmpffdiv2(const lnmpff_ctx *ctx, const uint32_t *a, uint32_t *r) {
+    if (fast_common(ctx)) {
+        Limb x[kFastLimbs], m[kFastLimbs];
+        load_fast(x, a);
+        load_fast(m, ctx->modulus);
+        half_mod<kFastLimbs>(x, x, m);
+        return store_fast(r, x);
+    }
     uint32_t t[kWords + 2];
     copy(t, a);
     if (t[0] != 0 && (t[1] & 1) != 0) lnmadd(t, ctx->modulus);
