@@ -41,7 +41,7 @@ void slope_minus3(const lnmec_ctx *ctx, const lnmec_point *P, uint32_t *M) {
     f->add(f, M, t, M);
 }
 
-// The doubling once the slope M is known: 2 multiplications, 3 squarings
+// The doubling once the slope M is known: 3 multiplications, 3 squarings
 // besides it.
 template <void (*Slope)(const lnmec_ctx *, const lnmec_point *, uint32_t *)>
 lnmec_point *double_point(const lnmec_ctx *ctx, lnmec_point *R, const lnmec_point *P) {
@@ -50,23 +50,22 @@ lnmec_point *double_point(const lnmec_ctx *ctx, lnmec_point *R, const lnmec_poin
         return R;
     }
     const lnmpff_ctx *f = &ctx->field;
-    Elem M, y, z3, s, x3, y3;
+    Elem M, y, t, s;
     Slope(ctx, P, M);
     f->add(f, P->Y, P->Y, y);  // 2Y
-    f->mul(f, y, P->Z, z3);    // Z3 = 2YZ
-    f->sqr(f, y, y);           // 4Y^2
-    f->mul(f, y, P->X, s);     // S = 4XY^2
-    f->sqr(f, y, y);           // 16Y^4
-    f->div2(f, y, y);          // 8Y^4
-    f->sqr(f, M, x3);
-    f->sub(f, x3, s, x3);
-    f->sub(f, x3, s, x3);  // X3 = M^2 - 2S
-    f->sub(f, s, x3, y3);
-    f->mul(f, M, y3, y3);
-    f->sub(f, y3, y, y3);  // Y3 = M (S - X3) - 8Y^4
-    copy(R->X, x3);
-    copy(R->Y, y3);
-    copy(R->Z, z3);
+    f->sqr(f, y, t);           // 4Y^2
+    f->mul(f, t, P->X, s);     // S = 4XY^2
+    // P is read for the last time here, so R (which may be P) takes the
+    // results directly.
+    f->mul(f, y, P->Z, R->Z);  // Z3 = 2YZ
+    f->sqr(f, t, t);           // 16Y^4
+    f->div2(f, t, t);          // 8Y^4
+    f->sqr(f, M, R->X);
+    f->sub(f, R->X, s, R->X);
+    f->sub(f, R->X, s, R->X);  // X3 = M^2 - 2S
+    f->sub(f, s, R->X, s);
+    f->mul(f, M, s, s);
+    f->sub(f, s, t, R->Y);  // Y3 = M (S - X3) - 8Y^4
     return R;
 }
 
@@ -182,23 +181,21 @@ LNCEXT_API lnmec_point *lnmecpa(const lnmec_ctx *ctx, lnmec_point *R, const lnme
         set_infinity(ctx, R);
         return R;
     }
-    // z1s, z2s, u1, u2, s1, s2 are free from here on.
-    f->mul(f, P->Z, Q->Z, z1s);
-    f->mul(f, z1s, w, z1s);  // Z3 = Z1 Z2 W
-    f->sqr(f, w, u1);        // W^2
-    f->mul(f, t, u1, u2);    // T W^2
-    f->mul(f, u1, w, u1);    // W^3
+    // P and Q are read for the last time here; R (which may be either) takes
+    // the results directly. z2s, u1, u2, s1, s2 are free from here on.
+    f->mul(f, P->Z, Q->Z, z2s);
+    f->mul(f, z2s, w, R->Z);  // Z3 = Z1 Z2 W
+    f->sqr(f, w, u1);         // W^2
+    f->mul(f, t, u1, u2);     // T W^2
+    f->mul(f, u1, w, u1);     // W^3
     f->sqr(f, r, s1);
-    f->sub(f, s1, u2, s1);  // X3 = r^2 - T W^2
-    f->sub(f, u2, s1, u2);
-    f->sub(f, u2, s1, u2);  // V = T W^2 - 2 X3
+    f->sub(f, s1, u2, R->X);  // X3 = r^2 - T W^2
+    f->sub(f, u2, R->X, u2);
+    f->sub(f, u2, R->X, u2);  // V = T W^2 - 2 X3
     f->mul(f, r, u2, s2);
     f->mul(f, m, u1, u1);
     f->sub(f, s2, u1, s2);
-    f->div2(f, s2, s2);  // Y3 = (r V - M W^3) / 2
-    copy(R->X, s1);
-    copy(R->Y, s2);
-    copy(R->Z, z1s);
+    f->div2(f, s2, R->Y);  // Y3 = (r V - M W^3) / 2
     return R;
 }
 
