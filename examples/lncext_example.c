@@ -1,6 +1,6 @@
 /*
- * A first tour of lncext: big numbers, GOST 28147-89 and its hash, Streebog
- * and the 128-bit block cipher.
+ * A first tour of lncext: big numbers, GOST 28147-89 and its hash, Streebog,
+ * the 128-bit block cipher, GOST R 34.10-2001 signatures and VKO.
  *
  * Build and run it with
  *   cmake -S . -B build/example -DLNCEXT_BUILD_TESTS=OFF
@@ -139,10 +139,88 @@ static void kuznyechik(void) {
     printf("  decrypted  %s\n", (const char *)buf);
 }
 
+/* The CryptoPro A parameter set of GOST R 34.10-2001 (RFC 4357), as the six
+ * 32-byte big-endian strings rds_init takes. */
+static const char *const cryptopro_a[6] = {
+    "fffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffd97", /* p */
+    "fffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffd94", /* a */
+    "00000000000000000000000000000000000000000000000000000000000000a6", /* b */
+    "ffffffffffffffffffffffffffffffff6c611070995ad10045841b09b761b893", /* q */
+    "0000000000000000000000000000000000000000000000000000000000000001", /* x */
+    "8d91e471e0989cda27df505a453f2b7635294f2ddf23e3b122acc99c9e9f1e14", /* y */
+};
+
+static void from_hex(uint8_t *out, const char *hex, size_t n) {
+    for (size_t i = 0; i < n; i++) {
+        unsigned int v;
+        sscanf(hex + 2 * i, "%2x", &v);
+        out[i] = (uint8_t)v;
+    }
+}
+
+static void gost_signatures(void) {
+    static const char message[] = "Sign me with GOST R 34.10-2001";
+    uint8_t prm[6][RDS_NUMBER_BYTES], hash[RDS_HASH_BYTES];
+    uint8_t d_alice[RDS_PRIVATE_KEY_BYTES], d_bob[RDS_PRIVATE_KEY_BYTES], k[RDS_NUMBER_BYTES];
+    uint8_t pub_alice[RDS_PUBLIC_KEY_BYTES], pub_bob[RDS_PUBLIC_KEY_BYTES];
+    uint8_t sig[RDS_SIGNATURE_BYTES], ukm[VKO341001_UKM_BYTES];
+    uint8_t kek_alice[VKO341001_KEK_BYTES], kek_bob[VKO341001_KEK_BYTES];
+    gr341194_md_ctx md;
+    rds_ctx ctx; /* about 4 KB; filled once, then shared read-only */
+    uint32_t rc;
+    int i;
+
+    puts("GOST R 34.10-2001 and VKO (CryptoPro A)");
+    for (i = 0; i < 6; i++) from_hex(prm[i], cryptopro_a[i], RDS_NUMBER_BYTES);
+    rc = rds_init(&ctx, prm[0], prm[1], prm[2], prm[3], prm[4], prm[5]);
+    if (rc != RDS_OK) {
+        printf("  rds_init failed: %u\n", (unsigned)rc);
+        return;
+    }
+
+    /* Keys, nonces and UKMs come from the caller's random source; fixed
+     * demo values here (each below q). */
+    memset(d_alice, 0x11, sizeof d_alice);
+    memset(d_bob, 0x22, sizeof d_bob);
+    memset(k, 0x33, sizeof k);
+    memcpy(ukm, "\x01\x23\x45\x67\x89\xab\xcd\xef", sizeof ukm);
+    if (rds_gen_keys(&ctx, d_alice, pub_alice) != RDS_OK ||
+        vko341001_gen_pubkey(&ctx, d_bob, pub_bob) != RDS_OK)
+        return;
+    print_hex("public x", pub_alice, 32);
+    print_hex("public y", pub_alice + 32, 32);
+
+    /* The signature covers a hash value: GOST R 34.11-94 here. */
+    gr341194_md_init_ext(&md, CryptoPro_iv, CryptoPro_uz);
+    gr341194_md_update(&md, message, (uint32_t)strlen(message));
+    gr341194_md_final(&md, hash);
+    rc = rds_sign(&ctx, d_alice, k, hash, sig);
+    if (rc == RDS_RETRY) puts("  (a real caller draws a new k and signs again)");
+    if (rc != RDS_OK) return;
+    print_hex("s", sig, 32);
+    print_hex("r", sig + 32, 32);
+    printf("  verify     %s\n",
+           rds_verify(&ctx, pub_alice, hash, sig) == RDS_OK ? "valid" : "INVALID");
+    hash[0] ^= 1;
+    printf("  tampered   %s\n", rds_verify(&ctx, pub_alice, hash, sig) == RDS_INVALID_SIGNATURE
+                                    ? "rejected"
+                                    : "ACCEPTED");
+
+    /* VKO: each side combines its own private key with the other's public
+     * key and the shared UKM; both obtain the same key-encryption key. */
+    if (vko341001_gen_kek(&ctx, kek_alice, d_alice, pub_bob, ukm) != RDS_OK ||
+        vko341001_gen_kek(&ctx, kek_bob, d_bob, pub_alice, ukm) != RDS_OK)
+        return;
+    print_hex("KEK Alice", kek_alice, sizeof kek_alice);
+    print_hex("KEK Bob", kek_bob, sizeof kek_bob);
+    printf("  agreement  %s\n", memcmp(kek_alice, kek_bob, sizeof kek_bob) == 0 ? "yes" : "NO");
+}
+
 int main(void) {
     big_numbers();
     gost28147();
     streebog();
     kuznyechik();
+    gost_signatures();
     return 0;
 }

@@ -9,6 +9,7 @@
 
 #include "common/block_buffer.hpp"
 #include "common/bytes.hpp"
+#include "common/wipe.hpp"
 #include "symmetric/gost28147_internal.hpp"
 
 namespace lncext::gost {
@@ -80,6 +81,7 @@ inline void mix(uint8_t *out, const uint8_t *h, const uint8_t *m, const uint8_t 
     xor_pieces(x + 13, h);
     psi_run<61>(x + 13);
     store_pieces(out, x + 74);
+    secure_wipe(x, sizeof x);
 }
 
 // a = a + b mod 2^256, little-endian, in 32-bit limbs.
@@ -129,6 +131,16 @@ void step(uint8_t *h, const uint8_t *m, const uint32_t *kext) {
     uint8_t out[32];
     mix(out, h, m, s);
     std::memcpy(h, out, 32);
+    // The keys and pieces derive from H and the message: a hash of secret
+    // data (a VKO shared point) must not leave them on the stack.
+    secure_wipe(keys, sizeof keys);
+    secure_wipe(u, sizeof u);
+    secure_wipe(v, sizeof v);
+    secure_wipe(w, sizeof w);
+    secure_wipe(a, sizeof a);
+    secure_wipe(b, sizeof b);
+    secure_wipe(s, sizeof s);
+    secure_wipe(out, sizeof out);
 }
 
 inline uint8_t *h_bytes(gr341194_md_ctx *ctx) {
@@ -180,6 +192,7 @@ LNCEXT_API uint8_t *gr341194_md_final(gr341194_md_ctx *ctx, uint8_t *out) {
         std::memcpy(m, ctx->buffer, ctx->buffered);
         gost::add256(ctx->Sigma, m);
         gost::step(gost::h_bytes(ctx), m, ctx->kext);
+        lncext::secure_wipe(m, sizeof m);
     }
     gost::step(gost::h_bytes(ctx), ctx->L, ctx->kext);
     gost::step(gost::h_bytes(ctx), ctx->Sigma, ctx->kext);

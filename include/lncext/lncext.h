@@ -4,6 +4,7 @@
 
 #include "lncext/bignum.h"
 #include "lncext/gost28147.h"
+#include "lncext/gostr341001.h"
 #include "lncext/gostr341194.h"
 #include "lncext/kuznyechik.h"
 #include "lncext/streebog.h"
