@@ -6,6 +6,7 @@
 #include "lncext/gost28147.h"
 #include "lncext/gostr341194.h"
 #include "lncext/kuznyechik.h"
+#include "lncext/rsa.h"
 #include "lncext/streebog.h"
 
 #endif
