@@ -24,6 +24,7 @@
 
 #include <stdint.h>
 
+#include "lncext/bignum.h"
 #include "lncext/export.h"
 
 /* Result codes of the key-generation, key-record and RSA functions. */
