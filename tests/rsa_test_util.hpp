@@ -43,14 +43,19 @@ inline Bytes bytes_of(mpz_srcptr z, size_t width = 0) {
 // library.
 inline Bytes record_of(mpz_srcptr z) {
     Bytes v = bytes_of(z);
-    Bytes r{uint8_t(v.size() >> 8), uint8_t(v.size())};
-    r.insert(r.end(), v.begin(), v.end());
+    Bytes r(2 + v.size());
+    r[0] = uint8_t(v.size() >> 8);
+    r[1] = uint8_t(v.size());
+    std::copy(v.begin(), v.end(), r.begin() + 2);
     return r;
 }
 
 inline Bytes concat(std::initializer_list<Bytes> parts) {
-    Bytes out;
-    for (const Bytes &p : parts) out.insert(out.end(), p.begin(), p.end());
+    size_t n = 0;
+    for (const Bytes &p : parts) n += p.size();
+    Bytes out(n);
+    auto at = out.begin();
+    for (const Bytes &p : parts) at = std::copy(p.begin(), p.end(), at);
     return out;
 }
 

@@ -28,20 +28,24 @@
 #include "lncext/export.h"
 
 /* Result codes of the key-generation, key-record and RSA functions. */
-#define RSA_OK 0          /* success; for rsa_verify: signature valid */
-#define RSA_ERR_MODSIZE 1 /* modulus size not 512, 1024, 1536 or 2048 bits */
-#define RSA_ERR_ARG                                                            \
-    2                       /* null argument, no key in the context, malformed \
-                               key record, input longer than the modulus       \
-                               (rsa_sign, rsa_decrypt) */
-#define RSA_NEED_MORE 3     /* rsa_keygen: call again with fresh random bytes */
-#define RSA_ERR_RND_SHORT 4 /* rsa_keygen: fewer random bytes than bits / 16 */
-#define RSA_ERR_BUF_SHORT 5 /* rsa_get_pubkey, rsa_get_privkey: buffer too short */
-#define RSA_ERR_SIG 6       /* rsa_verify: signature does not match */
-#define RSA_ERR_INLEN                                    \
-    7 /* rsa_encrypt (and a negative length in rsa_sign, \
-         rsa_decrypt): input length zero, negative or    \
-         longer than the modulus */
+/* Success; for rsa_verify: the signature is valid. */
+#define RSA_OK 0u
+/* Modulus size not 512, 1024, 1536 or 2048 bits. */
+#define RSA_ERR_MODSIZE 1u
+/* Null argument, no key in the context, malformed key record, input longer
+ * than the modulus (rsa_sign, rsa_decrypt). */
+#define RSA_ERR_ARG 2u
+/* rsa_keygen: no complete key yet; call again with fresh random bytes. */
+#define RSA_NEED_MORE 3u
+/* rsa_keygen: fewer random bytes than bits / 16. */
+#define RSA_ERR_RND_SHORT 4u
+/* rsa_get_pubkey, rsa_get_privkey: output buffer too short. */
+#define RSA_ERR_BUF_SHORT 5u
+/* rsa_verify: the signature does not match. */
+#define RSA_ERR_SIG 6u
+/* rsa_encrypt: input length zero, negative or longer than the modulus; also
+ * a negative length in rsa_verify, rsa_sign and rsa_decrypt. */
+#define RSA_ERR_INLEN 7u
 
 /* The public exponent of generated keys. */
 #define RSA_PUBLIC_EXPONENT 65537u
