@@ -118,6 +118,9 @@ LNCEXT_API uint32_t *rsa_keygen_rp_get(rsa_keygen_rp_ctx *pool, uint32_t *b) {
 LNCEXT_API int RabinMiller(uint32_t *n, uint32_t rounds) {
     // Below 3 or even: not a valid input; answer without exponentiating.
     if (n[0] == 0 || (n[0] == 1 && n[1] < 3) || (n[1] & 1) == 0) return n[0] == 1 && n[1] == 2;
+    // Beyond the RSA path's buffers: the self-contained test takes it, with
+    // its own bases, rather than a write past the end.
+    if (n[0] > kMaxWords) return lnmrmt(n, rounds);
     uint32_t d[kNumWords], nm1[kNumWords];
     uint32_t b[kWideWords], y[kWideWords], sq[kWideWords];
     const uint32_t s = split_odd(n, d);
@@ -212,6 +215,9 @@ LNCEXT_API int lnmrmt(uint32_t *n, uint32_t rounds) {
     if (n[0] == 1 && n[1] == 2) return 1;
     if (n[0] == 0 || (n[1] & 1) == 0) return 0;
     if (n[0] == 1 && n[1] == 1) return 0;
+    // Montgomery arithmetic takes moduli of up to 128 words; a larger n is
+    // not tested and not accepted.
+    if (n[0] > LNM_MONT_MAX_DIGITS) return 0;
 
     uint32_t d[LNMBIG_WORDS], nm1[LNMBIG_WORDS], unity[LNMBIG_WORDS];
     uint32_t x[LNMBIG_WORDS], y[LNMBIG_WORDS], sq[LNMBIG_WORDS];

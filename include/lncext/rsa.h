@@ -81,7 +81,8 @@ LNCEXT_BEGIN_DECLS
 typedef int (*rsa_rnd_fn)(uint8_t *buf, uint32_t len);
 
 /* The hook the RSA-path Miller-Rabin tests draw their bases from. Null until
- * the application stores its generator here. */
+ * the application stores its generator here. (Without it the tests still
+ * end, with every base 2: no use for keys.) */
 LNCEXT_API extern rsa_rnd_fn rsa_gen_rnd;
 
 /* A placeholder of the hook's shape: produces no bytes, returns 0. The
@@ -105,15 +106,18 @@ LNCEXT_API int rsa_keygen_rp_init(rsa_keygen_rp_ctx *pool, const uint32_t *n);
 /* Draws the next base b, 2 <= b < n, from nbytes = byte length of n pool
  * bytes read big-endian at the current position (consecutive bases share all
  * but one byte), reduced below 2^(bit length of n) and then below n. Refills
- * the pool by the hook when fewer than nbytes bytes remain. n has at most
- * 256 bytes and is at least 3; b needs n[0] + 1 words. Returns b. */
+ * the pool by the hook when fewer than nbytes bytes remain. Bases that come
+ * out as 0 or 1 are skipped; after 64 refills in one call without a usable
+ * base (a missing hook, or one returning only zeros) the base is 2. n has at
+ * most 256 bytes and is at least 3; b needs n[0] + 1 words. Returns b. */
 LNCEXT_API uint32_t *rsa_keygen_rp_get(rsa_keygen_rp_ctx *pool, uint32_t *b);
 
 /* ---- Probable primes ---- */
 
 /* Miller-Rabin test of the odd n >= 3 (at most 32 words) with `rounds`
- * random bases from a pool set up for n. 1: probably prime, 0: composite.
- * n is shifted in place while it is divided by and restored. */
+ * random bases from a pool set up for n. 1: probably prime, 0: composite
+ * (also for even n other than 2, and for n < 3). n is shifted in place while
+ * it is divided by and restored. A longer n is handed to lnmrmt. */
 LNCEXT_API int RabinMiller(uint32_t *n, uint32_t rounds);
 
 /* Trial division by the primes up to 997, then RabinMiller with a round
@@ -140,7 +144,8 @@ LNCEXT_API int find_prime_near(uint32_t *n);
 
 /* Self-contained Miller-Rabin test of n (at most 128 words) with `rounds`
  * pseudo-random bases from a generator word kept across calls. 1 for n = 2
- * or probably prime; 0 for zero, even n or composite. */
+ * or probably prime; 0 for zero, one, even n, composite, or more than 128
+ * words. n is shifted in place while it is divided by and restored. */
 LNCEXT_API int lnmrmt(uint32_t *n, uint32_t rounds);
 
 /* ---- Number theory ---- */
