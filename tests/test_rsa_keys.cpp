@@ -132,6 +132,12 @@ void check_operations(const Key &key, const Bytes &x, const std::string &what) {
     }
     ASSERT_EQ(sign(s, x, key), RSA_OK) << what;
     EXPECT_EQ(s, gmp_field(zx, key.d, key.n, key.k)) << what;
+    // In place: the input is read before the output is written.
+    Bytes buf = x;
+    ASSERT_EQ(rsa_encrypt(buf.data(), buf.data(), int32_t(buf.size()), key.pub.data()), RSA_OK);
+    EXPECT_EQ(buf, c) << what << " in place";
+    ASSERT_EQ(rsa_sign(buf.data(), buf.data(), int32_t(buf.size()), key.priv.data()), RSA_OK);
+    EXPECT_EQ(buf, bytes_of(xr, key.k)) << what << " in place";
 }
 
 // ---- Key generation ----

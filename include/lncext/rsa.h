@@ -249,8 +249,9 @@ LNCEXT_API int load_rsa_key_prm(uint32_t *x, const uint8_t *rec);
  * length in bytes (public: the bit length of n rounded up to bytes; private:
  * (bit length of p + bit length of q) / 8), for a permitted size only.
  * Inputs are big-endian; out receives exactly k bytes, the result
- * right-aligned. Every check comes before any write to out; out may not
- * overlap the input. */
+ * right-aligned. Every check comes before any write to out. The input is
+ * read in full before out is written, so out may be the input buffer itself
+ * (in place); it must not otherwise overlap it or the key. */
 
 /* out = in^e mod n. RSA_ERR_ARG (null argument, bad record, even n),
  * RSA_ERR_MODSIZE, RSA_ERR_INLEN (in_len <= 0 or > k). */
