@@ -1,6 +1,6 @@
 /*
  * A first tour of lncext: big numbers, GOST 28147-89 and its hash, Streebog,
- * the 128-bit block cipher, GOST R 34.10-2001 signatures and VKO.
+ * the 128-bit block cipher, GOST R 34.10-2001 signatures and VKO, and RSA.
  *
  * Build and run it with
  *   cmake -S . -B build/example -DLNCEXT_BUILD_TESTS=OFF
@@ -9,6 +9,7 @@
  */
 #include <stdio.h>
 #include <string.h>
+#include <sys/random.h>
 
 #include "lncext/lncext.h"
 
@@ -216,11 +217,65 @@ static void gost_signatures(void) {
     printf("  agreement  %s\n", memcmp(kek_alice, kek_bob, sizeof kek_bob) == 0 ? "yes" : "NO");
 }
 
+/* The platform's random source, in the shape of the library's hook. */
+static int platform_random(uint8_t *buf, uint32_t len) {
+    while (len > 0) {
+        ssize_t got = getrandom(buf, len, 0);
+        if (got < 0) return -1;
+        buf += got;
+        len -= (uint32_t)got;
+    }
+    return 0;
+}
+
+static int rsa(void) {
+    rsa_keygen_ctx ctx;
+    uint8_t rnd[1024 / 16];
+    uint8_t pub[RSA_PUBKEY_BYTES(1024)], priv[RSA_PRIVKEY_BYTES(1024)];
+    uint8_t msg[128], enc[128], dec[128], sig[128];
+    uint32_t r;
+    int calls = 0;
+
+    puts("RSA-1024, e = 65537");
+    /* The primality tests draw their bases here; the candidates come from
+     * the bytes handed to rsa_keygen. */
+    rsa_gen_rnd = platform_random;
+    if (rsa_keygen_init(&ctx, 1024) != RSA_OK) return 1;
+    do {
+        if (platform_random(rnd, sizeof rnd) != 0) return 1;
+        r = rsa_keygen(&ctx, rnd, sizeof rnd);
+        calls++;
+    } while (r == RSA_NEED_MORE);
+    memset(rnd, 0, sizeof rnd);
+    if (r != RSA_OK) return 1;
+    if (rsa_get_pubkey(&ctx, pub, sizeof pub) != RSA_OK ||
+        rsa_get_privkey(&ctx, priv, sizeof priv) != RSA_OK)
+        return 1;
+    memset(&ctx, 0, sizeof ctx);
+    printf("  key after %d calls of rsa_keygen\n", calls);
+    print_hex("n (head)", pub + 2, 16);
+
+    /* Raw RSA: the caller pads; here the message is simply below n. */
+    memset(msg, 0, sizeof msg);
+    memcpy(msg + 1, "raw RSA message representative", 30);
+    if (rsa_encrypt(enc, msg, sizeof msg, pub) != RSA_OK) return 1;
+    if (rsa_decrypt(dec, enc, sizeof enc, priv) != RSA_OK) return 1;
+    printf("  decrypted  %s\n", memcmp(dec, msg, sizeof msg) == 0 ? "matches" : "DIFFERS");
+    if (rsa_sign(sig, msg, sizeof msg, priv) != RSA_OK) return 1;
+    printf("  signature  %s\n",
+           rsa_verify(sig, msg, sizeof msg, pub) == RSA_OK ? "valid" : "INVALID");
+    sig[5] ^= 1;
+    printf("  altered    %s\n",
+           rsa_verify(sig, msg, sizeof msg, pub) == RSA_ERR_SIG ? "rejected" : "ACCEPTED");
+    memset(priv, 0, sizeof priv);
+    return memcmp(dec, msg, sizeof msg) != 0;
+}
+
 int main(void) {
     big_numbers();
     gost28147();
     streebog();
     kuznyechik();
     gost_signatures();
-    return 0;
+    return rsa();
 }

@@ -84,10 +84,49 @@ static void ciphers(void) {
     check(block[0] == 0 && block[1] == 0, "GOST 28147-89 ECB round trip");
 }
 
+/* A deterministic generator in the shape of the RSA random hook. */
+static uint32_t lcg_state = 1;
+static int lcg_bytes(uint8_t *buf, uint32_t len) {
+    for (uint32_t i = 0; i < len; i++) {
+        lcg_state = lcg_state * 1103515245u + 12345u;
+        buf[i] = (uint8_t)(lcg_state >> 16);
+    }
+    return 0;
+}
+
+static void rsa(void) {
+    uint32_t n[LNMBIG_WORDS];
+    uint8_t rec[8], rnd[32], pub[RSA_PUBKEY_BYTES(512)], priv[RSA_PRIVKEY_BYTES(512)];
+    uint8_t msg[64] = {0, 1, 2, 3}, enc[64], dec[64];
+    rsa_keygen_ctx ctx;
+    uint32_t r;
+    int calls = 0;
+
+    rsa_gen_rnd = lcg_bytes;
+    lnmconvert(n, 997);
+    check(isPrime(n) == 1, "isPrime(997)");
+    check(save_rsa_key_prm(rec, n) == 4 && rec[1] == 2 && load_rsa_key_prm(n, rec) == 4 &&
+              n[1] == 997,
+          "key parameter record round trip");
+    check(rsa_keygen_init(&ctx, 768) == RSA_ERR_MODSIZE, "rsa_keygen_init(768)");
+    check(rsa_keygen_init(&ctx, 512) == RSA_OK, "rsa_keygen_init(512)");
+    do {
+        lcg_bytes(rnd, sizeof rnd);
+        r = rsa_keygen(&ctx, rnd, sizeof rnd);
+    } while (r == RSA_NEED_MORE && ++calls < 50);
+    check(r == RSA_OK && rsa_get_pubkey(&ctx, pub, sizeof pub) == RSA_OK &&
+              rsa_get_privkey(&ctx, priv, sizeof priv) == RSA_OK,
+          "RSA-512 key generation");
+    check(rsa_encrypt(enc, msg, sizeof msg, pub) == RSA_OK &&
+              rsa_decrypt(dec, enc, sizeof enc, priv) == RSA_OK && memcmp(dec, msg, 64) == 0,
+          "RSA encrypt/decrypt round trip");
+}
+
 int main(void) {
     bignum();
     hashes();
     ciphers();
+    rsa();
     if (failures == 0) printf("C API: all checks passed\n");
     return failures != 0;
 }

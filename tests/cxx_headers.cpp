@@ -83,4 +83,21 @@ static_assert(LNMBIG_WORDS == LNMBIG_MAX_DIGITS + 1 && LNMBIG_MAX_BYTES == 4 * L
 static_assert(LNM_MONTIC_TABLE_WORDS(LNM_POW_WINDOW_BITS, 8) == 16 * 9 &&
               LNM_MONTIC_TABLE_WORDS(1, 8) == 2 * 9 && LNM_POWMOD_TABLE_WORDS == 18 * LNMBIG_WORDS);
 
+// RSA: the key-generation context is five 33-word numbers and the size; the
+// base pool a pointer, 256 bytes and a position (66 words on i386).
+static_assert(offsetof(rsa_keygen_ctx, p) == 0 &&
+              offsetof(rsa_keygen_ctx, q) == 4 * RSA_PRIME_WORDS &&
+              offsetof(rsa_keygen_ctx, dP) == 8 * RSA_PRIME_WORDS &&
+              offsetof(rsa_keygen_ctx, dQ) == 12 * RSA_PRIME_WORDS &&
+              offsetof(rsa_keygen_ctx, qInv) == 16 * RSA_PRIME_WORDS &&
+              offsetof(rsa_keygen_ctx, bits) == 20 * RSA_PRIME_WORDS &&
+              sizeof(rsa_keygen_ctx) == 20 * RSA_PRIME_WORDS + 4);
+static_assert(offsetof(rsa_keygen_rp_ctx, n) == 0 && offsetof(rsa_keygen_rp_ctx, pool) == kPtr &&
+              offsetof(rsa_keygen_rp_ctx, pos) == kPtr + 256 &&
+              sizeof(rsa_keygen_rp_ctx) == rounded(kPtr + 260, kPtr));
+static_assert(RSA_PUBKEY_BYTES(2048) == 263 && RSA_PRIVKEY_BYTES(2048) == 650 &&
+              RSA_PUBKEY_MAX_BYTES == 263 && RSA_PRIVKEY_MAX_BYTES == 650 &&
+              LNMSI_SIGN == LNMSI_WORDS - 1 && LNMSI_WORDS == 130 &&
+              RSA_PRIV_RECORD_MAX * 2 == RSA_PUB_RECORD_MAX);
+
 }  // namespace

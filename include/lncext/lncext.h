@@ -7,6 +7,7 @@
 #include "lncext/gostr341001.h"
 #include "lncext/gostr341194.h"
 #include "lncext/kuznyechik.h"
+#include "lncext/rsa.h"
 #include "lncext/streebog.h"
 
 #endif

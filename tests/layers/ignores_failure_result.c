@@ -21,6 +21,14 @@ int probe(g28147_hmac_ctx *ctx, uint32_t *kext, const uint8_t *sbox, uint32_t *m
     g28147_hmac_final_verify(ctx, mac);
 #elif defined(CHECK_g28147_hmac_final_verify)
     if (!g28147_hmac_final_verify(ctx, mac)) return 1;
+#elif defined(DROP_rsa_verify)
+    rsa_verify(NULL, NULL, 0, NULL);
+#elif defined(CHECK_rsa_verify)
+    if (rsa_verify(NULL, NULL, 0, NULL) != RSA_OK) return 1;
+#elif defined(DROP_rsa_keygen)
+    rsa_keygen(NULL, NULL, 0);
+#elif defined(CHECK_rsa_keygen)
+    if (rsa_keygen(NULL, NULL, 0) != RSA_OK) return 1;
 #else
 #error "name the call: -DDROP_<function> or -DCHECK_<function>"
 #endif
