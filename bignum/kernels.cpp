@@ -61,12 +61,13 @@ using u64 = uint64_t;
     }
 }
 
-// Adds the two-word value c at t[p], t[p + 1] and propagates the carry no
-// further than t[lim]. The caller guarantees that the total fits below
-// t[lim + 1], so neither half carries out of t[lim] on its own.
+// Adds the two-word value c at t[p], t[p + 1] (p < lim) and propagates the
+// carry no further than t[lim]. The caller guarantees that the total fits
+// below t[lim + 1]. The two words go in as one carry chain, and what runs on
+// beyond them is rare, so the branch that ends it is well predicted.
 inline void add_carry(u32 *t, std::size_t p, std::size_t lim, u64 c) {
-    words::add_1(t + p, t + p, lim + 1 - p, u32(c));
-    words::add_1(t + p + 1, t + p + 1, lim - p, u32(c >> 32));
+    const u32 cw[2] = {u32(c), u32(c >> 32)};
+    words::add_1(t + p + 2, t + p + 2, lim - p - 1, words::add(t + p, t + p, cw, 2));
 }
 
 [[maybe_unused]] void redc_w32(u32 *t, const u32 *m, std::size_t n, std::size_t words, u32 minv) {
