@@ -1,10 +1,10 @@
 // Multiply, square and Montgomery-reduction kernels.
 //
-// Two implementations of each kernel live here. The portable one walks the
-// arrays a 32-bit word at a time with 32x32->64 products. Where the compiler
-// offers a 128-bit integer and pointers are 64 bits wide, the wide one treats
-// two neighbouring words as one 64-bit limb (little-endian word order, so the
-// limb at word i is w[i] + w[i+1] * 2^32) and uses 64x64->128 products, with a
+// Two implementations of each kernel live here. The portable one is built of
+// rows with a one-word multiplier (words::mul_1 and words::addmul_1). Where
+// the target offers a 128-bit integer (LNCEXT_HAVE_INT128), the wide one
+// treats two neighbouring words as one 64-bit limb (words::ld64, so the limb
+// at word i is w[i] + w[i+1] * 2^32) and uses 64x64->128 products, with a
 // single 32-bit tail word where a count is odd. Both write exactly the words
 // the contract names and produce identical results.
 #include "bignum/kernels.hpp"
@@ -77,22 +77,12 @@ inline void add_carry(u32 *t, std::size_t p, std::size_t lim, u64 c) {
     }
 }
 
-#if defined(__SIZEOF_INT128__) && UINTPTR_MAX > 0xFFFFFFFFu
+#if defined(LNCEXT_HAVE_INT128)
 #define LNCEXT_WIDE_KERNELS 1
 
 using u128 = unsigned __int128;
-
-inline u64 ld64(const u32 *p) {
-    u64 v;
-    std::memcpy(&v, p, 8);  // two words, low word first: matches the host order
-    return v;
-}
-inline void st64(u32 *p, u64 v) {
-    std::memcpy(p, &v, 8);
-}
-
-// The word kernels above assume a little-endian host when they pair words.
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "wide kernels pair words little-endian");
+using words::ld64;
+using words::st64;
 
 // r[0 .. n) += x * b[0 .. n) for a 64-bit multiplier x; returns the carry,
 // the value of the two words r[n], r[n + 1] (below 2^32 when x < 2^32).

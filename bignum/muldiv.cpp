@@ -4,6 +4,7 @@
 #include "bignum/bignum_internal.hpp"
 #include "bignum/kernels.hpp"
 #include "bignum/words.hpp"
+#include "common/platform.hpp"
 #include "lncext/bignum.h"
 
 namespace {
@@ -14,7 +15,7 @@ using u64 = uint64_t;
 
 // (hi * 2^32 + lo) = q * d + rem for hi < d, so that q fits a word.
 inline u32 div_2by1(u32 hi, u32 lo, u32 d, u32 *rem) {
-#if defined(__i386__) || defined(__x86_64__)
+#if defined(LNCEXT_HAVE_X86)
     // One hardware division; hi < d keeps the quotient in range.
     u32 q, r;
     __asm__("divl %4" : "=a"(q), "=d"(r) : "a"(lo), "d"(hi), "rm"(d) : "cc");

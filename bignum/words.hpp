@@ -138,10 +138,9 @@ inline uint32_t submul_1(uint32_t *r, const uint32_t *a, std::size_t n, uint32_t
 }  // namespace generic
 
 #if defined(LNCEXT_HAVE_X86_64) || defined(LNCEXT_HAVE_INT128)
-namespace detail {
-
-// Two neighbouring digits as one 64-bit limb, low digit first: the order of
-// a little-endian host, so a plain load.
+// Two neighbouring digits as one 64-bit limb, low digit first (the limb at
+// digit i is p[i] + p[i + 1] 2^32): the order of a little-endian host, so a
+// plain load. Only where the fast bodies and kernels take digit pairs.
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "digit pairs load little-endian");
 inline uint64_t ld64(const uint32_t *p) {
     uint64_t v;
@@ -151,8 +150,6 @@ inline uint64_t ld64(const uint32_t *p) {
 inline void st64(uint32_t *p, uint64_t v) {
     std::memcpy(p, &v, 8);
 }
-
-}  // namespace detail
 #endif
 
 // r = a + (b & mask); returns the carry (0 or 1). With a mask of 0 or all
@@ -168,8 +165,8 @@ inline W add_masked(W *r, const W *a, const W *b, W mask, std::size_t n) {
         const uint64_t mask2 = uint64_t(mask) << 32 | mask;
         for (; i + 2 <= n; i += 2) {
             unsigned long long s;
-            c = _addcarry_u64(c, detail::ld64(a + i), detail::ld64(b + i) & mask2, &s);
-            detail::st64(r + i, s);
+            c = _addcarry_u64(c, ld64(a + i), ld64(b + i) & mask2, &s);
+            st64(r + i, s);
         }
 #endif
         for (; i < n; i++) {
@@ -206,8 +203,8 @@ inline W sub_masked(W *r, const W *a, const W *b, W mask, std::size_t n) {
         const uint64_t mask2 = uint64_t(mask) << 32 | mask;
         for (; i + 2 <= n; i += 2) {
             unsigned long long s;
-            c = _subborrow_u64(c, detail::ld64(a + i), detail::ld64(b + i) & mask2, &s);
-            detail::st64(r + i, s);
+            c = _subborrow_u64(c, ld64(a + i), ld64(b + i) & mask2, &s);
+            st64(r + i, s);
         }
 #endif
         for (; i < n; i++) {
@@ -308,8 +305,8 @@ inline uint32_t mul_1(uint32_t *r, const uint32_t *a, std::size_t n, uint32_t w)
     uint64_t c = 0;
     std::size_t i = 0;
     for (; i + 2 <= n; i += 2) {
-        const unsigned __int128 t = (unsigned __int128)(w)*detail::ld64(a + i) + c;
-        detail::st64(r + i, uint64_t(t));
+        const unsigned __int128 t = (unsigned __int128)(w)*ld64(a + i) + c;
+        st64(r + i, uint64_t(t));
         c = uint64_t(t >> 64);
     }
     if (i < n) {
@@ -332,9 +329,8 @@ inline uint32_t addmul_1(uint32_t *r, const uint32_t *a, std::size_t n, uint32_t
     uint64_t c = 0;
     std::size_t i = 0;
     for (; i + 2 <= n; i += 2) {
-        const unsigned __int128 t =
-            (unsigned __int128)(w)*detail::ld64(a + i) + detail::ld64(r + i) + c;
-        detail::st64(r + i, uint64_t(t));
+        const unsigned __int128 t = (unsigned __int128)(w)*ld64(a + i) + ld64(r + i) + c;
+        st64(r + i, uint64_t(t));
         c = uint64_t(t >> 64);
     }
     if (i < n) {
@@ -357,10 +353,10 @@ inline uint32_t submul_1(uint32_t *r, const uint32_t *a, std::size_t n, uint32_t
     uint64_t c = 0;
     std::size_t i = 0;
     for (; i + 2 <= n; i += 2) {
-        const unsigned __int128 p = (unsigned __int128)(w)*detail::ld64(a + i) + c;
-        const uint64_t lo = uint64_t(p), ri = detail::ld64(r + i);
+        const unsigned __int128 p = (unsigned __int128)(w)*ld64(a + i) + c;
+        const uint64_t lo = uint64_t(p), ri = ld64(r + i);
         c = uint64_t(p >> 64) + (ri < lo ? 1 : 0);
-        detail::st64(r + i, ri - lo);
+        st64(r + i, ri - lo);
     }
     if (i < n) {
         // c <= 2^32, so x w + c < 2^64 for the odd last digit.
