@@ -285,7 +285,7 @@ inline int cmp(const W *a, const W *b, std::size_t n) {
 // The final step of a reduction: with A = top 2^(k n) + a below 2 m, sets
 // r = A - m when A >= m and r = A otherwise (r < m fits n words). Returns 1
 // when it subtracted. Always subtracts, then adds m back under a mask, so the
-// time does not depend on the outcome; r may be a.
+// time does not depend on the outcome; r may be a, but not m.
 // A >= m exactly when the borrow out of a - m is absorbed by top, that is
 // unless top < borrow (top is 0 or 1 under the bound).
 template <Word W>
