@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "bignum/bignum_internal.hpp"
+#include "bignum/words.hpp"
 #include "common/bytes.hpp"
 
 namespace {
@@ -19,15 +20,15 @@ void clear_words(uint32_t *p, uint32_t n) {
     std::memset(p, 0, std::size_t(n) * sizeof(uint32_t));
 }
 
-// Propagates a carry of 1 into a[from ..], appending a top word 1 when it
-// leaves the count.
-void carry_up(uint32_t *a, uint32_t from) {
-    uint32_t n = a[0];
-    for (uint32_t i = from; i <= n; i++) {
-        if (++a[i] != 0) return;
+// Adds the word w at digit `from` (1 <= from <= a[0] + 1) of a, appending a
+// top word when the carry leaves the count.
+void add_at(uint32_t *a, uint32_t from, uint32_t w) {
+    const uint32_t n = a[0];
+    const uint32_t carry = lncext::words::add_1(a + from, a + from, n + 1 - from, w);
+    if (carry != 0) {
+        a[n + 1] = carry;
+        a[0] = n + 1;
     }
-    a[n + 1] = 1;
-    a[0] = n + 1;
 }
 
 }  // namespace
@@ -107,26 +108,14 @@ LNCEXT_API uint32_t *lnmadd(uint32_t *a, const uint32_t *b) {
         a[0] = nb;
     }
     uint32_t n = na < nb ? na : nb;
-    uint32_t c = 0;
-    for (uint32_t i = 1; i <= n; i++) {
-        // a + b + c <= 2(2^32 - 1) + 1 < 2^33: the carry out is one bit.
-        uint64_t s = uint64_t(a[i]) + b[i] + c;
-        a[i] = uint32_t(s);
-        c = uint32_t(s >> 32);
-    }
-    if (c != 0) carry_up(a, n + 1);
+    add_at(a, n + 1, lncext::words::add(a + 1, a + 1, b + 1, n));
     return a;
 }
 
 LNCEXT_API uint32_t *lnmsub(uint32_t *a, const uint32_t *b) {
     uint32_t na = a[0], nb = b[0];
-    uint32_t borrow = 0;
-    for (uint32_t i = 1; i <= nb; i++) {
-        uint64_t d = uint64_t(a[i]) - b[i] - borrow;
-        a[i] = uint32_t(d);
-        borrow = uint32_t(d >> 63);
-    }
-    for (uint32_t i = nb + 1; borrow != 0 && i <= na; i++) borrow = a[i]-- == 0 ? 1 : 0;
+    const uint32_t borrow = lncext::words::sub(a + 1, a + 1, b + 1, nb);
+    if (na > nb) lncext::words::sub_1(a + nb + 1, a + nb + 1, na - nb, borrow);
     return lncext::bn::clip(a);
 }
 
@@ -136,10 +125,7 @@ LNCEXT_API uint32_t *lnmaddb2(uint32_t *a, uint32_t k) {
         clear_words(a + a[0] + 1, w - a[0]);
         a[0] = w;
     }
-    uint32_t bit = uint32_t(1) << (k % 32);
-    uint32_t old = a[w];
-    a[w] = old + bit;
-    if (a[w] < old) carry_up(a, w + 1);
+    add_at(a, w, uint32_t(1) << (k % 32));
     return a;
 }
 

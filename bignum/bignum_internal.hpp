@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "bignum/words.hpp"
+
 namespace lncext::bn {
 
 // Lowers the count while the top counted word is zero.
@@ -17,18 +19,10 @@ inline uint32_t *clip(uint32_t *a) {
     return a;
 }
 
-// Compares the n-word digit arrays a and b (no count words).
-inline int cmp_words(const uint32_t *a, const uint32_t *b, uint32_t n) {
-    while (n-- != 0) {
-        if (a[n] != b[n]) return a[n] > b[n] ? 1 : -1;
-    }
-    return 0;
-}
-
 // 1, 0 or -1 as a > b, a == b, a < b; normalised inputs.
 inline int cmp(const uint32_t *a, const uint32_t *b) {
     if (a[0] != b[0]) return a[0] > b[0] ? 1 : -1;
-    return cmp_words(a + 1, b + 1, a[0]);
+    return words::cmp(a + 1, b + 1, a[0]);
 }
 
 // dst = src, count and digits; overlapping arrays are allowed.

@@ -1,54 +1,32 @@
 // Multiply, square and Montgomery-reduction kernels.
 //
-// Two implementations of each kernel live here. The portable one walks the
-// arrays a 32-bit word at a time with 32x32->64 products. Where the compiler
-// offers a 128-bit integer and pointers are 64 bits wide, the wide one treats
-// two neighbouring words as one 64-bit limb (little-endian word order, so the
-// limb at word i is w[i] + w[i+1] * 2^32) and uses 64x64->128 products, with a
+// Two implementations of each kernel live here. The portable one is built of
+// rows with a one-word multiplier (words::mul_1 and words::addmul_1). Where
+// the target offers a 128-bit integer (LNCEXT_HAVE_INT128), the wide one
+// treats two neighbouring words as one 64-bit limb (words::ld64, so the limb
+// at word i is w[i] + w[i+1] * 2^32) and uses 64x64->128 products, with a
 // single 32-bit tail word where a count is odd. Both write exactly the words
 // the contract names and produce identical results.
 #include "bignum/kernels.hpp"
 
 #include <cstring>
 
+#include "bignum/words.hpp"
+
 namespace lncext::kern {
 namespace {
 
+namespace words = lncext::words;
 using u32 = uint32_t;
 using u64 = uint64_t;
 
 // ---------------------------------------------------------------------------
 // Portable word kernels.
 
-// r[0 .. n) += x * b[0 .. n); returns the carry word for r[n].
-// The carry fits a word: r + x*b <= (2^32n - 1) + (2^32 - 1)(2^32n - 1)
-// < 2^(32(n+1)). Per step, t = r + x*b + c <= (2^32-1) + (2^32-1)^2 + (2^32-1)
-// = 2^64 - 1.
-inline u32 addmul_w32(u32 *r, const u32 *b, std::size_t n, u32 x) {
-    u32 c = 0;
-    for (std::size_t j = 0; j < n; j++) {
-        u64 t = u64(x) * b[j] + r[j] + c;
-        r[j] = u32(t);
-        c = u32(t >> 32);
-    }
-    return c;
-}
-
-// r[0 .. n) = x * b[0 .. n); returns the carry word (bounded as above).
-inline u32 mul1_w32(u32 *r, const u32 *b, std::size_t n, u32 x) {
-    u32 c = 0;
-    for (std::size_t j = 0; j < n; j++) {
-        u64 t = u64(x) * b[j] + c;
-        r[j] = u32(t);
-        c = u32(t >> 32);
-    }
-    return c;
-}
-
 [[maybe_unused]] void mul_w32(u32 *r, const u32 *a, std::size_t na, const u32 *b, std::size_t nb) {
     // Row i stores its carry in r[i + nb], a word no earlier row reached.
-    r[nb] = mul1_w32(r, b, nb, a[0]);
-    for (std::size_t i = 1; i < na; i++) r[i + nb] = addmul_w32(r + i, b, nb, a[i]);
+    r[nb] = words::mul_1(r, b, nb, a[0]);
+    for (std::size_t i = 1; i < na; i++) r[i + nb] = words::addmul_1(r + i, b, nb, a[i]);
 }
 
 [[maybe_unused]] void sqr_w32(u32 *r, const u32 *a, std::size_t n) {
@@ -60,9 +38,9 @@ inline u32 mul1_w32(u32 *r, const u32 *b, std::size_t n, u32 x) {
     }
     // Cross products a[i] * a[j], i < j, each once, at word i + j.
     r[0] = 0;
-    r[n] = mul1_w32(r + 1, a + 1, n - 1, a[0]);
+    r[n] = words::mul_1(r + 1, a + 1, n - 1, a[0]);
     for (std::size_t i = 1; i + 1 < n; i++)
-        r[i + n] = addmul_w32(r + 2 * i + 1, a + i + 1, n - i - 1, a[i]);
+        r[i + n] = words::addmul_1(r + 2 * i + 1, a + i + 1, n - i - 1, a[i]);
     r[2 * n - 1] = 0;
     // Double and add the diagonal in one pass. The sum of the cross products
     // is below a^2 / 2, so the bit shifted out of the top is zero, and the
@@ -83,44 +61,28 @@ inline u32 mul1_w32(u32 *r, const u32 *b, std::size_t n, u32 x) {
     }
 }
 
-// Adds the two-word value c at t[p], t[p + 1] and propagates the carry no
-// further than t[lim]. The caller guarantees that the total fits below
-// t[lim + 1].
+// Adds the two-word value c at t[p], t[p + 1] (p < lim) and propagates the
+// carry no further than t[lim]. The caller guarantees that the total fits
+// below t[lim + 1]. The two words go in as one carry chain, and what runs on
+// beyond them is rare, so the branch that ends it is well predicted.
 inline void add_carry(u32 *t, std::size_t p, std::size_t lim, u64 c) {
-    u64 s = u64(t[p]) + u32(c);
-    t[p] = u32(s);
-    // (s >> 32) <= 1 and c >> 32 < 2^32, so acc <= 2^32.
-    u64 acc = (s >> 32) + (c >> 32);
-    for (std::size_t k = p + 1; acc != 0 && k <= lim; k++) {
-        acc += t[k];  // < 2^33
-        t[k] = u32(acc);
-        acc >>= 32;
-    }
+    const u32 cw[2] = {u32(c), u32(c >> 32)};
+    words::add_1(t + p + 2, t + p + 2, lim - p - 1, words::add(t + p, t + p, cw, 2));
 }
 
 [[maybe_unused]] void redc_w32(u32 *t, const u32 *m, std::size_t n, std::size_t words, u32 minv) {
     for (std::size_t i = 0; i < words; i++) {
         u32 u = t[i] * minv;  // makes t[i] + u * m[0] = 0 mod 2^32
-        add_carry(t, i + n, n + words, addmul_w32(t + i, m, n, u));
+        add_carry(t, i + n, n + words, words::addmul_1(t + i, m, n, u));
     }
 }
 
-#if defined(__SIZEOF_INT128__) && UINTPTR_MAX > 0xFFFFFFFFu
+#if defined(LNCEXT_HAVE_INT128)
 #define LNCEXT_WIDE_KERNELS 1
 
 using u128 = unsigned __int128;
-
-inline u64 ld64(const u32 *p) {
-    u64 v;
-    std::memcpy(&v, p, 8);  // two words, low word first: matches the host order
-    return v;
-}
-inline void st64(u32 *p, u64 v) {
-    std::memcpy(p, &v, 8);
-}
-
-// The word kernels above assume a little-endian host when they pair words.
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "wide kernels pair words little-endian");
+using words::ld64;
+using words::st64;
 
 // r[0 .. n) += x * b[0 .. n) for a 64-bit multiplier x; returns the carry,
 // the value of the two words r[n], r[n + 1] (below 2^32 when x < 2^32).
@@ -212,7 +174,7 @@ void mul_w64(u32 *r, const u32 *a, std::size_t na, const u32 *b, std::size_t nb)
         i += 2;
     }
     // An odd last word: a one-word multiplier, whose carry fits one word.
-    if (i < na) r[i + nb] = u32(addmul_w64(r + i, b, nb, a[i]));
+    if (i < na) r[i + nb] = words::addmul_1(r + i, b, nb, a[i]);
 }
 
 // Doubles r[0 .. 4L) (the cross products of an L-limb square) and adds the
@@ -336,20 +298,11 @@ inline bool use_karatsuba(std::size_t n) {
 
 // d = |x - y| over n words; returns true when x < y.
 bool abs_diff(u32 *d, const u32 *x, const u32 *y, std::size_t n) {
-    std::size_t i = n;
-    while (i != 0 && x[i - 1] == y[i - 1]) i--;
-    bool neg = i != 0 && x[i - 1] < y[i - 1];
-    if (neg) {
-        const u32 *t = x;
-        x = y;
-        y = t;
-    }
-    u32 borrow = 0;
-    for (std::size_t j = 0; j < n; j++) {
-        u64 v = u64(x[j]) - y[j] - borrow;
-        d[j] = u32(v);
-        borrow = u32(v >> 63);  // x >= y overall, so no borrow leaves the top
-    }
+    const bool neg = words::cmp(x, y, n) < 0;
+    if (neg)
+        words::sub(d, y, x, n);
+    else
+        words::sub(d, x, y, n);  // x >= y overall, so no borrow leaves the top
     return neg;
 }
 
@@ -361,45 +314,14 @@ bool abs_diff(u32 *d, const u32 *x, const u32 *y, std::size_t n) {
 // sum fits the 2n words of r.
 void kara_combine(u32 *r, const u32 *t, u32 *s, std::size_t n, bool subtract) {
     std::size_t h = n / 2;
-    u32 c = 0;
-    for (std::size_t j = 0; j < n; j++) {
-        u64 v = u64(r[j]) + r[n + j] + c;  // < 2^33
-        s[j] = u32(v);
-        c = u32(v >> 32);
-    }
+    const u32 c = words::add(s, r, r + n, n);
     // s + c 2^(32n) = lo + hi; now apply t. tc takes the final carry or borrow;
     // since the exact result is non-negative, it never goes below zero.
-    u32 tc = c;
-    if (subtract) {
-        u32 borrow = 0;
-        for (std::size_t j = 0; j < n; j++) {
-            u64 v = u64(s[j]) - t[j] - borrow;
-            s[j] = u32(v);
-            borrow = u32(v >> 63);
-        }
-        tc -= borrow;
-    } else {
-        u32 carry = 0;
-        for (std::size_t j = 0; j < n; j++) {
-            u64 v = u64(s[j]) + t[j] + carry;
-            s[j] = u32(v);
-            carry = u32(v >> 32);
-        }
-        tc += carry;
-    }
-    // r[h ..] += s + tc 2^(32n), carries stopping within r's 2n words.
-    c = 0;
-    for (std::size_t j = 0; j < n; j++) {
-        u64 v = u64(r[h + j]) + s[j] + c;
-        r[h + j] = u32(v);
-        c = u32(v >> 32);
-    }
-    u64 acc = u64(c) + tc;  // <= 2
-    for (std::size_t j = h + n; acc != 0 && j < 2 * n; j++) {
-        acc += r[j];
-        r[j] = u32(acc);
-        acc >>= 32;
-    }
+    const u32 tc = subtract ? c - words::sub(s, s, t, n) : c + words::add(s, s, t, n);
+    // r[h ..] += s + tc 2^(32n), carries stopping within r's 2n words
+    // (c + tc <= 2).
+    const u32 c2 = words::add(r + h, r + h, s, n);
+    words::add_1(r + h + n, r + h + n, n - h, c2 + tc);
 }
 
 void kara_mul(u32 *r, const u32 *a, const u32 *b, std::size_t n, u32 *scratch) {
@@ -446,10 +368,6 @@ void sqr(uint32_t *r, const uint32_t *a, std::size_t n) {
 
 void redc(uint32_t *t, const uint32_t *m, std::size_t n, std::size_t words, uint32_t minv) {
     reduce(t, m, n, words, minv);
-}
-
-uint32_t addmul_1(uint32_t *r, const uint32_t *b, std::size_t n, uint32_t x) {
-    return addmul_w32(r, b, n, x);
 }
 
 }  // namespace lncext::kern

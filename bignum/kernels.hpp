@@ -22,7 +22,4 @@ void sqr(uint32_t *r, const uint32_t *a, std::size_t n);
 // whatever limb width the kernel uses internally.
 void redc(uint32_t *t, const uint32_t *m, std::size_t n, std::size_t words, uint32_t minv);
 
-// r[0 .. n) += x * b[0 .. n); returns the carry word out of r[n - 1].
-uint32_t addmul_1(uint32_t *r, const uint32_t *b, std::size_t n, uint32_t x);
-
 }  // namespace lncext::kern

@@ -5,10 +5,13 @@
 #include <cstring>
 
 #include "bignum/bignum_internal.hpp"
+#include "bignum/words.hpp"
 #include "common/wipe.hpp"
 #include "lncext/bignum.h"
 
 namespace {
+
+namespace words = lncext::words;
 
 // The inversion works on bare limb arrays of a fixed width, least significant
 // first. A limb is two words on 64-bit hosts (the word pairs are packed
@@ -33,32 +36,6 @@ inline void shr_n(Limb *a, size_t n, unsigned s) {
 inline void shl_n(Limb *a, size_t n, unsigned s) {
     for (size_t i = n - 1; i > 0; --i) a[i] = (a[i] << s) | (a[i - 1] >> (kLimbBits - s));
     a[0] <<= s;
-}
-
-inline void add_n(Limb *a, const Limb *b, size_t n) {
-    Limb carry = 0;
-    for (size_t i = 0; i < n; ++i) {
-        const Limb s = a[i] + carry;
-        const Limb c1 = s < carry;
-        a[i] = s + b[i];
-        carry = c1 | (a[i] < s);
-    }
-}
-
-inline void sub_n(Limb *a, const Limb *b, size_t n) {
-    Limb borrow = 0;
-    for (size_t i = 0; i < n; ++i) {
-        const Limb d = a[i] - b[i];
-        const Limb b1 = a[i] < b[i];
-        a[i] = d - borrow;
-        borrow = b1 | (d < borrow);
-    }
-}
-
-inline int cmp_n(const Limb *a, const Limb *b, size_t n) {
-    for (size_t i = n; i-- > 0;)
-        if (a[i] != b[i]) return a[i] > b[i] ? 1 : -1;
-    return 0;
 }
 
 inline bool is_zero(const Limb *a, size_t n) {
@@ -113,17 +90,17 @@ void almost_inverse(Limb *u, Limb *v, Limb *x1, Limb *x2, const Limb *mm, size_t
             shr_n(v, width, s);
             shl_n(x1, width, s);
             steps += s;
-        } else if (cmp_n(u, v, width) > 0) {
+        } else if (words::cmp(u, v, width) > 0) {
             // (u - v) / 2, then further halvings of u while it stays even.
-            sub_n(u, v, width);
-            add_n(x1, x2, width);
+            words::sub(u, u, v, width);
+            words::add(x1, x1, x2, width);
             const unsigned s = low_zeros(u);
             shr_n(u, width, s);
             shl_n(x2, width, s);
             steps += s;
         } else {
-            sub_n(v, u, width);
-            add_n(x2, x1, width);
+            words::sub(v, v, u, width);
+            words::add(x2, x2, x1, width);
             if (is_zero(v, width)) {
                 shl_n(x1, width, 1);
                 steps += 1;
@@ -138,16 +115,14 @@ void almost_inverse(Limb *u, Limb *v, Limb *x1, Limb *x2, const Limb *mm, size_t
     }
 
     // x1 < 2m; x1 = m - (x1 mod m) = a^-1 2^steps mod m.
-    if (cmp_n(x1, mm, width) >= 0) sub_n(x1, mm, width);
-    std::memcpy(u, mm, bytes);
-    sub_n(u, x1, width);
-    std::memcpy(x1, u, bytes);
+    words::reduce_once(x1, x1, Limb(0), mm, width);
+    words::sub(x1, mm, x1, width);
 
     // Divide by 2^steps: an odd x1 is made even by adding m (x1 + m < 2m),
     // then every trailing zero bit is one halving. Zero stays zero.
     if (is_zero(x1, width)) steps = 0;
     while (steps != 0) {
-        if (x1[0] & 1) add_n(x1, mm, width);
+        if (x1[0] & 1) words::add(x1, x1, mm, width);
         unsigned s = low_zeros(x1);
         if (s == 0) s = 1;  // only for an even m, which has no such inverse
         if (s > steps) s = steps;
@@ -214,42 +189,21 @@ LNCEXT_API uint32_t *lnmmodsf(uint32_t *t, const uint32_t *p, uint32_t k, uint32
             const uint32_t *high = t + 1 + w;
             const uint32_t hn = entry_count - w;
             const uint32_t fold = hn < w ? hn : w;
-            uint32_t carry = 0;
-            uint32_t i = 0;
-            for (; i < fold; ++i) {
-                uint64_t s = uint64_t(c) * high[i] + low[i] + carry;
-                low[i] = uint32_t(s);
-                carry = uint32_t(s >> 32);
-            }
-            for (; i < w && carry != 0; ++i) {
-                uint32_t s = low[i] + carry;
-                carry = s < carry;
-                low[i] = s;
-            }
+            uint32_t carry = words::addmul_1(low, high, fold, c);
+            // The carry runs up through the words above the fold; when the
+            // fold covers all w words it stays a whole word (at most c).
+            carry = words::add_1(low + fold, low + fold, w - fold, carry);
             // The carry out of 2^k (at most c) is folded again: + carry * c,
             // a two-word value since w >= 2.
             const uint64_t vc = uint64_t(carry) * c;
-            uint64_t s = uint64_t(low[0]) + uint32_t(vc);
-            low[0] = uint32_t(s);
-            s = uint64_t(low[1]) + uint32_t(vc >> 32) + (s >> 32);
-            low[1] = uint32_t(s);
-            uint32_t cy = uint32_t(s >> 32);
-            for (i = 2; i < w && cy != 0; ++i) {
-                uint32_t sum = low[i] + cy;
-                cy = sum < cy;
-                low[i] = sum;
-            }
-            wrapped = cy != 0;
+            const uint32_t vcw[2] = {uint32_t(vc), uint32_t(vc >> 32)};
+            const uint32_t cy = words::add(low, low, vcw, 2);
+            wrapped = words::add_1(low + 2, low + 2, w - 2, cy) != 0;
             t[0] = w;
             if (wrapped) {
                 // The value is 2^k + L' with L' < c^2; 2^k = c (mod p) and
                 // L' + c <= c^2 + c is below p, so adding c finishes.
-                uint32_t add = c;
-                for (i = 0; i < w && add != 0; ++i) {
-                    uint32_t sum = low[i] + add;
-                    add = sum < add;
-                    low[i] = sum;
-                }
+                words::add_1(low, low, w, c);
             }
             lncext::bn::clip(t);
         }

@@ -6,80 +6,24 @@
 // must fit the 259 words of a standard big number.
 #include <cstdint>
 #include <cstring>
-#if defined(__x86_64__) || defined(__i386__)
-#include <x86intrin.h>
-#endif
 
 #include "bignum/bignum_internal.hpp"
 #include "bignum/kernels.hpp"
+#include "bignum/words.hpp"
 #include "lncext/bignum.h"
 
 namespace {
 
-// d[0 .. n) = a[0 .. n) - b[0 .. n); returns the borrow out (0 or 1). d may
-// be a but must not overlap otherwise. On x86 the borrow stays in the carry
-// flag (sbb), two words at a time on x86_64.
-inline uint32_t sub_words(uint32_t *d, const uint32_t *a, const uint32_t *b, uint32_t n) {
-#if defined(__x86_64__)
-    unsigned char c = 0;
-    uint32_t i = 0;
-    for (; i + 2 <= n; i += 2) {
-        unsigned long long x, y, r;
-        std::memcpy(&x, a + i, 8);
-        std::memcpy(&y, b + i, 8);
-        c = _subborrow_u64(c, x, y, &r);
-        std::memcpy(d + i, &r, 8);
-    }
-    if (i < n) {
-        unsigned int r;
-        c = _subborrow_u32(c, a[i], b[i], &r);
-        d[i] = r;
-    }
-    return c;
-#elif defined(__i386__)
-    unsigned char c = 0;
-    for (uint32_t i = 0; i < n; ++i) {
-        unsigned int r;
-        c = _subborrow_u32(c, a[i], b[i], &r);
-        d[i] = r;
-    }
-    return c;
-#else
-    uint32_t borrow = 0;
-    for (uint32_t i = 0; i < n; ++i) {
-        uint64_t s = uint64_t(a[i]) - b[i] - borrow;
-        d[i] = uint32_t(s);
-        borrow = uint32_t(s >> 32) & 1;
-    }
-    return borrow;
-#endif
-}
-
-// Adds the word c at d[0] and carries upward, but never past d[limit - 1].
-inline void propagate(uint32_t *d, uint32_t limit, uint32_t c) {
-    for (uint32_t i = 0; i < limit && c != 0; ++i) {
-        uint32_t s = d[i] + c;
-        c = s < c;
-        d[i] = s;
-    }
-}
-
 // Rbits = 32 n, the case of every exponentiation: the kernel clears the low
 // n words of the 2n + 1 digits d, and the quotient (below 2m) sits in
-// d[n .. 2n]. The final subtraction is written into d[0 .. n) and kept or
-// discarded by a mask, so its timing does not depend on the outcome.
+// d[n .. 2n]. The final subtraction writes d[0 .. n) in a time that does
+// not depend on its outcome.
 inline void reduce_full(uint32_t minv, const uint32_t *m, uint32_t *t) {
     const uint32_t n = m[0];
     uint32_t *d = t + 1;
     const uint32_t *md = m + 1;
     lncext::kern::redc(d, md, n, n, minv);
-    const uint32_t *hi = d + n;
-    const uint32_t borrow = sub_words(d, hi, md, n);
-    // The quotient is below m exactly when the borrow is not absorbed by its
-    // top word hi[n] (which is 0 or 1).
-    const uint32_t below = uint32_t((uint64_t(hi[n]) - borrow) >> 32) & 1;
-    const uint32_t keep = 0u - below;
-    for (uint32_t i = 0; i < n; ++i) d[i] = (d[i] & ~keep) | (hi[i] & keep);
+    lncext::words::reduce_once(d, d + n, d[2 * n], md, n);
     t[0] = n;
     lncext::bn::clip(t);
 }
@@ -114,8 +58,8 @@ LNCEXT_API uint32_t *lnmmontcom(uint32_t minv, uint32_t Rbits, const uint32_t *m
     if (words != 0) lncext::kern::redc(d, m + 1, n, words, minv);
     if (bits != 0) {
         const uint32_t u = (minv * d[words]) & ((1u << bits) - 1);
-        const uint32_t carry = lncext::kern::addmul_1(d + words, m + 1, n, u);
-        propagate(d + words + n, top - words - n, carry);
+        const uint32_t carry = lncext::words::addmul_1(d + words, m + 1, n, u);
+        lncext::words::add_1(d + words + n, d + words + n, top - words - n, carry);
     }
     lncext::bn::clip(t);
     lnmshr(t, Rbits, t);

@@ -3,16 +3,19 @@
 
 #include "bignum/bignum_internal.hpp"
 #include "bignum/kernels.hpp"
+#include "bignum/words.hpp"
+#include "common/platform.hpp"
 #include "lncext/bignum.h"
 
 namespace {
 
+namespace words = lncext::words;
 using u32 = uint32_t;
 using u64 = uint64_t;
 
 // (hi * 2^32 + lo) = q * d + rem for hi < d, so that q fits a word.
 inline u32 div_2by1(u32 hi, u32 lo, u32 d, u32 *rem) {
-#if defined(__i386__) || defined(__x86_64__)
+#if defined(LNCEXT_HAVE_X86)
     // One hardware division; hi < d keeps the quotient in range.
     u32 q, r;
     __asm__("divl %4" : "=a"(q), "=d"(r) : "a"(lo), "d"(hi), "rm"(d) : "cc");
@@ -25,55 +28,10 @@ inline u32 div_2by1(u32 hi, u32 lo, u32 d, u32 *rem) {
 #endif
 }
 
-// r[0 .. n) -= x * b[0 .. n); returns the borrow out of the top, at most x
-// (x * b < x * 2^(32n)), so it fits a word.
+// The row of the division, kept out of line: inlined into the loop of
+// lnmdiv, it measured slower.
 __attribute__((noinline)) u32 submul(u32 *r, const u32 *b, std::size_t n, u32 x) {
-    std::size_t j = 0;
-    u64 c = 0;  // borrow so far, at most 2^32
-#if defined(__SIZEOF_INT128__) && UINTPTR_MAX > 0xFFFFFFFFu
-    // Two words at a time: x * limb + c <= (2^32 - 1)(2^64 - 1) + 2^32 < 2^96,
-    // so the high part is below 2^32 and adding the borrow bit cannot wrap.
-    using u128 = unsigned __int128;
-    for (; j + 2 <= n; j += 2) {
-        u64 bj, rj;
-        std::memcpy(&bj, b + j, 8);
-        std::memcpy(&rj, r + j, 8);
-        u128 p = u128(x) * bj + c;
-        u64 lo = u64(p);
-        c = u64(p >> 64) + (rj < lo ? 1 : 0);
-        rj -= lo;
-        std::memcpy(r + j, &rj, 8);
-    }
-#endif
-    for (; j < n; j++) {
-        // x * b[j] + c <= (2^32 - 1)^2 + 2^32 < 2^64.
-        u64 p = u64(x) * b[j] + c;
-        u32 lo = u32(p);
-        c = (p >> 32) + (r[j] < lo ? 1 : 0);
-        r[j] -= lo;
-    }
-    return u32(c);
-}
-
-// r[0 .. n) += b[0 .. n); returns the carry out (0 or 1).
-u32 add_words(u32 *r, const u32 *b, std::size_t n) {
-    u32 c = 0;
-    for (std::size_t j = 0; j < n; j++) {
-        u64 s = u64(r[j]) + b[j] + c;  // < 2^33
-        r[j] = u32(s);
-        c = u32(s >> 32);
-    }
-    return c;
-}
-
-// r[0 .. n) -= b[0 .. n) where the result is known to be non-negative.
-void sub_words(u32 *r, const u32 *b, std::size_t n) {
-    u32 borrow = 0;
-    for (std::size_t j = 0; j < n; j++) {
-        u64 d = u64(r[j]) - b[j] - borrow;
-        r[j] = u32(d);
-        borrow = u32(d >> 63);
-    }
+    return words::submul_1(r, b, n, x);
 }
 
 }  // namespace
@@ -140,8 +98,8 @@ LNCEXT_API void lnmdiv(const uint32_t *a, uint32_t *m, uint32_t *q, uint32_t *r)
     }
 
     // Top digit: 0 or 1, since m's top bit is set.
-    if (lncext::bn::cmp_words(r + 1 + t, m + 1, n) >= 0) {
-        sub_words(r + 1 + t, m + 1, n);
+    if (words::cmp(r + 1 + t, m + 1, n) >= 0) {
+        words::sub(r + 1 + t, r + 1 + t, m + 1, n);
         if (q != nullptr) q[t + 1] = 1;
     }
 
@@ -168,7 +126,7 @@ LNCEXT_API void lnmdiv(const uint32_t *a, uint32_t *m, uint32_t *q, uint32_t *r)
         if (borrow > r[j + n]) {
             // The estimate was one too large: add the divisor back once.
             qhat--;
-            r[j + n] += add_words(r + j, m + 1, n);
+            r[j + n] += words::add(r + j, r + j, m + 1, n);
         }
         r[j + n] -= borrow;  // the window is now below m: its top word is zero
         if (q != nullptr) q[j] = qhat;
