@@ -245,10 +245,8 @@ lnme2_point *lnme2pcr(const lnme2_ctx *ctx, lnme2_point *P, const uint32_t *x, c
         lnm2pclear(xs.data(), ctx->m);
         lnm2pcopy(xs.data(), x);
     }
-    if (y != nullptr) {
-        lnm2pclear(ys.data(), ctx->m);
-        lnm2pcopy(ys.data(), y);
-    }
+    lnm2pclear(ys.data(), ctx->m);
+    if (y != nullptr) lnm2pcopy(ys.data(), y);
     lnm2pclear(P->X, ctx->m);
     lnm2pclear(P->Y, ctx->m);
     lnm2pclear(P->Z, ctx->m);
