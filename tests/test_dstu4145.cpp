@@ -5,8 +5,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <sstream>
 #include <thread>
+
+#ifdef LNCEXT_HAVE_BCPROV
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
 
 #include "ec2_curves.hpp"
 
@@ -462,6 +469,141 @@ TEST(Dstu4145, KeyAgreementIsSymmetricWithAndWithoutCofactor) {
         }
     }
 }
+
+#ifdef LNCEXT_HAVE_BCPROV
+// Bouncy Castle through tests/oracle/Dstu4145Oracle.java: one request line
+// out, one answer line back.
+class BouncyCastle {
+  public:
+    BouncyCastle() {
+        int to[2], from[2];
+        if (pipe(to) != 0 || pipe(from) != 0) return;
+        pid_ = fork();
+        if (pid_ == 0) {
+            dup2(to[0], 0);
+            dup2(from[1], 1);
+            close(to[1]);
+            close(from[0]);
+            execl(LNCEXT_JAVA, LNCEXT_JAVA, "-cp", LNCEXT_BCPROV_CP, "Dstu4145Oracle",
+                  (char *)nullptr);
+            _exit(127);
+        }
+        close(to[0]);
+        close(from[1]);
+        out_ = fdopen(to[1], "w");
+        in_ = fdopen(from[0], "r");
+    }
+    ~BouncyCastle() {
+        if (out_) fclose(out_);
+        if (in_) fclose(in_);
+        if (pid_ > 0) waitpid(pid_, nullptr, 0);
+    }
+    std::string ask(const std::string &request) {
+        fprintf(out_, "%s\n", request.c_str());
+        fflush(out_);
+        std::string line;
+        for (int ch; (ch = fgetc(in_)) != EOF && ch != '\n';) line += char(ch);
+        return line;
+    }
+
+  private:
+    pid_t pid_ = -1;
+    FILE *out_ = nullptr, *in_ = nullptr;
+};
+
+std::string join(std::initializer_list<std::string> parts) {
+    std::string s;
+    for (const auto &p : parts) s += (s.empty() ? "" : " ") + p;
+    return s;
+}
+
+std::string compress(const dstu_ctx *ctx, lnme2_point P) {
+    Elem c(&ctx->curve);
+    lnme2comp(&ctx->curve, c.p(), &P);
+    Bytes b(ctx->field_bytes);
+    lnm2ptob(b.data(), c.p(), int(b.size()));
+    return to_hex(b);
+}
+
+// affine() as the oracle prints it: x and y apart.
+std::string spaced(const std::string &xy) {
+    return xy == "inf" ? xy : xy.substr(0, xy.size() / 2) + " " + xy.substr(xy.size() / 2);
+}
+
+TEST(Dstu4145, BouncyCastleAgreesOnSignaturesCompressionAndMultiples) {
+    BouncyCastle bc;
+    Rng rng(73);
+    thread_rng = &rng;
+    for (const auto &c : named_curves()) {
+        auto ctx = make_ctx(c);
+        const lnme2_ctx *cv = &ctx->curve;
+        ASSERT_EQ(bc.ask(join({"curve", std::to_string(c.m), std::to_string(c.k1),
+                               std::to_string(c.k2), std::to_string(c.k3), std::to_string(c.a),
+                               to_hex(c.b), to_hex(c.n), to_hex(c.px), to_hex(c.py)})),
+                  "ok")
+            << "the Bouncy Castle oracle did not start";
+        dstu_bspool_ctx pool;
+        ASSERT_EQ(dstu_bspool_init(&pool, ctx.get(), seeded_rnd), DSTU_OK);
+        for (int i = 0; i < 6; ++i) {
+            const Keys k = gen_keys(ctx.get(), &pool);
+            const Bytes hash = rng.bytes(8 + 8 * rng.below(8));
+            const int hbits = int(8 * hash.size());
+            // Signed here, verified there; a changed signature is refused there.
+            const Bytes sig = sign(ctx.get(), &pool, k.priv, hash, hbits);
+            EXPECT_EQ(bc.ask(join({"verify", to_hex(k.pub), to_hex(hash), to_hex(sig)})), "1")
+                << c.name;
+            Bytes bad = sig;
+            bad[sig.size() - 1 - rng.below(uint32_t(sig.size()) / 2)] ^= 1;
+            EXPECT_EQ(bc.ask(join({"verify", to_hex(k.pub), to_hex(hash), to_hex(bad)})), "0")
+                << c.name;
+            // Signed there with the same key, verified here.
+            std::istringstream there(bc.ask(join({"sign", to_hex(k.priv), to_hex(hash)})));
+            std::string bsig, bpub;
+            there >> bsig >> bpub;
+            EXPECT_EQ(bpub, to_hex(k.pub)) << c.name;
+            EXPECT_EQ(verify(ctx.get(), k.pub, hash, hbits, lncext_test::from_hex(bsig)), DSTU_OK)
+                << c.name << bsig;
+        }
+        for (int i = 0; i < 8; ++i) {
+            // k P on a random point P, for scalars up to twice the order's size.
+            lnme2_point P = infinity(cv), R = infinity(cv);
+            const auto kp = big(rng.bytes(1 + rng.below(ctx->key_bytes)));
+            lnme2kp(cv, &P, kp.data(), &ctx->P);
+            const std::string p = affine(cv, P);
+            const Bytes kb = rng.bytes(1 + rng.below(2 * ctx->key_bytes));
+            lnme2kp(cv, &R, big(kb).data(), &P);
+            EXPECT_EQ(bc.ask(join({"mul", to_hex(kb), spaced(p)})), spaced(affine(cv, R)))
+                << c.name;
+            // Compression both ways.
+            EXPECT_EQ(bc.ask(join({"comp", spaced(p)})), compress(ctx.get(), P)) << c.name;
+            EXPECT_EQ(bc.ask(join({"decomp", compress(ctx.get(), P)})), spaced(p)) << c.name;
+        }
+        // Random values: decompressed to the same point, or to none on both
+        // sides (x = 0 after the trace rule, c = 1 with a = 0, is left out:
+        // Bouncy Castle answers (0, sqrt b) there, lncext none).
+        for (int i = 0; i < 16; ++i) {
+            Bytes v = rng.bytes(ctx->field_bytes);
+            v.back() &= uint8_t((1u << (c.m % 8)) - 1);
+            if (c.a == 0 && v[0] <= 1 &&
+                std::all_of(v.begin() + 1, v.end(), [](uint8_t x) { return x == 0; }))
+                continue;
+            lnme2_point R = infinity(cv);
+            Elem e(cv, v);
+            const bool ok = lnme2exp(cv, &R, e.p()) != nullptr;
+            EXPECT_EQ(bc.ask(join({"decomp", to_hex(v)})), ok ? spaced(affine(cv, R)) : "none")
+                << c.name;
+        }
+    }
+    const std::string answered = bc.ask("count");
+    std::printf("Bouncy Castle answered %s requests\n", answered.c_str());
+    EXPECT_GT(std::stoi(answered), 100);
+}
+#else
+TEST(Dstu4145, BouncyCastleAgreesOnSignaturesCompressionAndMultiples) {
+    GTEST_SKIP() << "Bouncy Castle (Java and bcprov.jar) not found: no comparison with an "
+                    "independent implementation";
+}
+#endif
 
 TEST(Dstu4145, RandomBytesGetAResultCodeNeverACrash) {
     Rng rng(71);
