@@ -208,13 +208,16 @@ void lnme2cl(lnme2_ctx *ctx) {
 }
 
 uint32_t *lnme2bfmul(const lnme2_ctx *ctx, uint32_t *out, const uint32_t *a, const uint32_t *b) {
-    // The whole area is zeroed: pmult257x257 only ORs into its top words.
-    uint32_t area[kProductWords] = {};
+    // Every multiplier writes all the words its reducer reads, except that
+    // pmult257x257 only sets product words 16 and 17 conditionally: those two
+    // start at zero.
+    uint32_t area[kProductWords];
     const uint32_t n = field_words(ctx);
     area[0] = n;
+    area[17] = area[18] = 0;
     ctx->mul(area + 1, a + 1, b + 1);
     ctx->reduce(area + 1);
-    std::memcpy(out + 1, area + 1, n * sizeof(uint32_t));
+    elem_copy(n, out, area);
     return out;
 }
 
@@ -225,7 +228,7 @@ uint32_t *lnme2bfsqr(const lnme2_ctx *ctx, uint32_t *out, const uint32_t *a) {
     area[0] = n;
     ctx->sqr(area + 1, a + 1);
     ctx->reduce(area + 1);
-    std::memcpy(out + 1, area + 1, n * sizeof(uint32_t));
+    elem_copy(n, out, area);
     return out;
 }
 
@@ -344,13 +347,13 @@ lnme2_point *lnme2pd(const lnme2_ctx *ctx, lnme2_point *R, const lnme2_point *P)
     lnme2bfsqr(ctx, R->X, t2.data());
     lnme2bfsqr(ctx, t1.data(), t1.data());
     lnme2bfmul(ctx, t2.data(), t1.data(), ctx->b);
-    lnm2add(R->X, R->X, t2.data());
+    elem_add(n, R->X, R->X, t2.data());
     lnme2bfsqr(ctx, t1.data(), P->Y);
-    if (ctx->a == 1) lnm2add(t1.data(), t1.data(), R->Z);
-    lnm2add(t1.data(), t1.data(), t2.data());
+    if (ctx->a == 1) elem_add(n, t1.data(), t1.data(), R->Z);
+    elem_add(n, t1.data(), t1.data(), t2.data());
     lnme2bfmul(ctx, R->Y, R->X, t1.data());
     lnme2bfmul(ctx, t1.data(), t2.data(), R->Z);
-    lnm2add(R->Y, R->Y, t1.data());
+    elem_add(n, R->Y, R->Y, t1.data());
     return R;
 }
 
@@ -365,34 +368,34 @@ lnme2_point *lnme2pa(const lnme2_ctx *ctx, lnme2_point *R, const lnme2_point *P,
     // B = X1 + x2 Z1, C = Z1 B, A = Y1 + y2 Z1^2.
     lnme2bfmul(ctx, t1.data(), P->Z, x2);
     lnme2bfsqr(ctx, t2.data(), P->Z);
-    lnm2add(R->X, P->X, t1.data());
+    elem_add(n, R->X, P->X, t1.data());
     lnme2bfmul(ctx, t1.data(), P->Z, R->X);
     lnme2bfmul(ctx, t3.data(), t2.data(), y2);
-    lnm2add(R->Y, P->Y, t3.data());
-    if (!lnm2p_is_zero(R->X)) {
+    elem_add(n, R->Y, P->Y, t3.data());
+    if (!elem_is_zero(n, R->X)) {
         // Z3 = C^2, E = A C, D = B^2 (C + a Z1^2), X3 = A^2 + D + E,
         // F = X3 + x2 Z3, G = (x2 + y2) Z3^2, Y3 = (E + Z3) F + G.
         lnme2bfsqr(ctx, R->Z, t1.data());
         lnme2bfmul(ctx, t3.data(), t1.data(), R->Y);
-        if (ctx->a == 1) lnm2add(t1.data(), t1.data(), t2.data());
+        if (ctx->a == 1) elem_add(n, t1.data(), t1.data(), t2.data());
         lnme2bfsqr(ctx, t2.data(), R->X);
         lnme2bfmul(ctx, R->X, t2.data(), t1.data());
         lnme2bfsqr(ctx, t2.data(), R->Y);
-        lnm2add(R->X, R->X, t2.data());
-        lnm2add(R->X, R->X, t3.data());
+        elem_add(n, R->X, R->X, t2.data());
+        elem_add(n, R->X, R->X, t3.data());
         lnme2bfmul(ctx, t2.data(), x2, R->Z);
-        lnm2add(t2.data(), t2.data(), R->X);
+        elem_add(n, t2.data(), t2.data(), R->X);
         lnme2bfsqr(ctx, t1.data(), R->Z);
-        lnm2add(t3.data(), t3.data(), R->Z);
+        elem_add(n, t3.data(), t3.data(), R->Z);
         lnme2bfmul(ctx, R->Y, t3.data(), t2.data());
-        lnm2add(t2.data(), x2, y2);
+        elem_add(n, t2.data(), x2, y2);
         lnme2bfmul(ctx, t3.data(), t1.data(), t2.data());
-        lnm2add(R->Y, R->Y, t3.data());
+        elem_add(n, R->Y, R->Y, t3.data());
         return R;
     }
     // B = 0: the same x. A != 0: the points are negatives of each other;
     // A = 0: the same point, doubled.
-    if (!lnm2p_is_zero(R->Y)) return lnme2pcr(ctx, R, nullptr, nullptr);
+    if (!elem_is_zero(n, R->Y)) return lnme2pcr(ctx, R, nullptr, nullptr);
     if (lnme2pcr(ctx, R, x2, y2) == nullptr) return nullptr;
     return lnme2pd(ctx, R, R);
 }

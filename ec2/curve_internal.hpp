@@ -4,6 +4,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
+#include <type_traits>
 
 #include "lncext/dstu4145.h"
 
@@ -20,6 +22,50 @@ inline uint32_t field_words(const lnme2_ctx *ctx) {
 // An element record of the context's field, zero.
 inline uint32_t *elem_zero(const lnme2_ctx *ctx, uint32_t *p) {
     return lnm2pclear(p, ctx->m);
+}
+
+// Word loops of the group law. Elements of the supported fields have 6, 9
+// or 14 coefficient words; with the count known at compile time the loops
+// unroll into a few vector moves instead of a call per field addition.
+template <class F>
+inline void for_field_words(uint32_t n, F f) {
+    switch (n) {
+        case 6:
+            f(std::integral_constant<uint32_t, 6>{});
+            break;
+        case 9:
+            f(std::integral_constant<uint32_t, 9>{});
+            break;
+        case 14:
+            f(std::integral_constant<uint32_t, 14>{});
+            break;
+        default:
+            f(n);
+            break;
+    }
+}
+
+// Coefficient words 1..n: dst = src.
+inline void elem_copy(uint32_t n, uint32_t *dst, const uint32_t *src) {
+    for_field_words(n, [&](auto w) {
+        for (uint32_t i = 1; i <= w; ++i) dst[i] = src[i];
+    });
+}
+
+// Coefficient words 1..n: c = a + b (c may be a or b).
+inline void elem_add(uint32_t n, uint32_t *c, const uint32_t *a, const uint32_t *b) {
+    for_field_words(n, [&](auto w) {
+        for (uint32_t i = 1; i <= w; ++i) c[i] = a[i] ^ b[i];
+    });
+}
+
+// Coefficient words 1..n all zero.
+inline bool elem_is_zero(uint32_t n, const uint32_t *a) {
+    uint32_t acc = 0;
+    for_field_words(n, [&](auto w) {
+        for (uint32_t i = 1; i <= w; ++i) acc |= a[i];
+    });
+    return acc == 0;
 }
 
 // Tr(x) = x + x^2 + x^4 + ... + x^(2^(m-1)), 0 or 1.
