@@ -199,14 +199,35 @@ lnme2_point *lnme2skp(const lnme2_ctx *ctx, lnme2_point *out, const uint32_t *k1
 
 uint32_t *lnme2comp(const lnme2_ctx *ctx, uint32_t *out, lnme2_point *P) {
     lnm2pclear(out, ctx->m);
-    lnme2pxy(ctx, P, nullptr, nullptr);
-    if (lnm2p_is_zero(P->X)) return out;
-    // The bit that tells the two points with this x apart: Tr(y / x).
-    lnme2bfinv(ctx, out, P->X);
-    lnme2bfmul(ctx, out, out, P->Y);
-    const uint32_t t = lnme2bftrace(ctx, out);
+    if (lnm2p_is_zero(P->Z)) return out;
+    Elem t, zinv;
+    lnm2pclear(t.data(), ctx->m);
+    lnm2pclear(zinv.data(), ctx->m);
+    if (lnm2p_is_zero(P->X)) {
+        lnme2pxy(ctx, P, nullptr, nullptr);
+        return out;
+    }
+    // The bit that tells the two points with this x apart is Tr(y / x), and
+    // y / x = Y / (X Z). One inversion serves both that and the
+    // normalisation: with I = 1 / (X Z^2), 1 / Z = I X Z and 1 / (X Z) = I Z.
+    if (lnm2p_is_one(P->Z)) {
+        lnme2bfinv(ctx, out, P->X);
+        lnme2bfmul(ctx, out, out, P->Y);
+    } else {
+        lnme2bfmul(ctx, t.data(), P->X, P->Z);
+        lnme2bfmul(ctx, zinv.data(), t.data(), P->Z);
+        lnme2bfinv(ctx, zinv.data(), zinv.data());
+        lnme2bfmul(ctx, out, zinv.data(), P->Z);
+        lnme2bfmul(ctx, out, out, P->Y);
+        lnme2bfmul(ctx, zinv.data(), zinv.data(), t.data());
+        lnme2bfmul(ctx, P->X, P->X, zinv.data());
+        lnme2bfsqr(ctx, zinv.data(), zinv.data());
+        lnme2bfmul(ctx, P->Y, P->Y, zinv.data());
+        lnm2pclear(P->Z, ctx->m)[1] = 1;
+    }
+    const uint32_t bit = lnme2bftrace(ctx, out);
     lnm2pcopy(out, P->X);
-    lnm2psbit(out, 0, int(t));
+    lnm2psbit(out, 0, int(bit));
     return out;
 }
 
