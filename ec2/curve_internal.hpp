@@ -75,4 +75,15 @@ uint32_t lnme2bftrace(const lnme2_ctx *ctx, const uint32_t *x);
 // (z = sqrt(w)), 2 otherwise (the other solution is z + u).
 int lnme2bfsolve(const lnme2_ctx *ctx, uint32_t *z, const uint32_t *u, const uint32_t *w);
 
+// Longest scalar of the joint multiplication (and more than any order of a
+// supported curve has).
+constexpr uint32_t kMaxJointBits = 32 * 30;
+
+// out = k1 P1 + k2 P2 from the odd-multiple tables t1 of P1 (width w1, at
+// most 8) and t2 of P2 (width w2), with one chain of doublings; k1 and k2 of
+// at most kMaxJointBits bits.
+lnme2_point *joint_mul(const lnme2_ctx *ctx, lnme2_point *out, const uint32_t *k1,
+                       const uint32_t *t1, uint32_t w1, const uint32_t *k2, const uint32_t *t2,
+                       uint32_t w2);
+
 }  // namespace lncext::ec2

@@ -118,8 +118,11 @@ int dstu_verify(const dstu_ctx *ctx, int publen, const uint8_t *pub, int hbits, 
     lnme2_point Q, R;
     lnme2pcr(curve, &Q, nullptr, nullptr);
     if (lnme2exp(curve, &Q, c.data()) == nullptr) return DSTU_BAD_PUBLIC_KEY;
-    // R = s P + r Q, whose x gives back r for a genuine signature.
-    lnme2skp(curve, &R, s, &ctx->P, r, &Q);
+    // R = s P + r Q, whose x gives back r for a genuine signature. The base
+    // point's part reads the context's table; Q's table is built here.
+    uint32_t tq[LNME2_TABLE_WORDS(5)];
+    lnme2ic(curve, tq, &Q, 5);
+    joint_mul(curve, &R, s, ctx->table, ctx->win, r, tq, 5);
     lnme2pxy(curve, &R, lnm2pclear(x.data(), curve->m), nullptr);
     hash_element(curve, h.data(), hash, hbits);
     signature_r(ctx, r2, h.data(), x.data());

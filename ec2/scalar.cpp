@@ -81,6 +81,33 @@ void window_digits(const uint32_t *k, uint32_t w, uint8_t *digit, uint32_t size)
 }
 
 }  // namespace
+
+lnme2_point *joint_mul(const lnme2_ctx *ctx, lnme2_point *out, const uint32_t *k1,
+                       const uint32_t *t1, uint32_t w1, const uint32_t *k2, const uint32_t *t2,
+                       uint32_t w2) {
+    // Both sliding windows walk one chain of doublings: the same point as
+    // k1 P1 + k2 P2 computed apart, for half the doublings.
+    uint8_t d1[kMaxJointBits], d2[kMaxJointBits];
+    const uint32_t b1 = bn::bit_length(k1), b2 = bn::bit_length(k2);
+    window_digits(k1, w1, d1, b1);
+    window_digits(k2, w2, d2, b2);
+    lnme2_point R;
+    lnme2pcr(ctx, &R, nullptr, nullptr);
+    for (uint32_t i = b1 > b2 ? b1 : b2; i-- > 0;) {
+        lnme2pd(ctx, &R, &R);
+        if (i < b1 && d1[i] != 0) {
+            const uint32_t *x = entry_x(t1, (d1[i] - 1u) / 2);
+            lnme2pa(ctx, &R, &R, x, x + kElemWords);
+        }
+        if (i < b2 && d2[i] != 0) {
+            const uint32_t *x = entry_x(t2, (d2[i] - 1u) / 2);
+            lnme2pa(ctx, &R, &R, x, x + kElemWords);
+        }
+    }
+    lnme2pcr(ctx, out, nullptr, nullptr);
+    return lnme2pcp(ctx, out, &R);
+}
+
 }  // namespace lncext::ec2
 
 using namespace lncext::ec2;
@@ -160,14 +187,7 @@ lnme2_point *lnme2kp(const lnme2_ctx *ctx, lnme2_point *out, const uint32_t *k,
 
 lnme2_point *lnme2skp(const lnme2_ctx *ctx, lnme2_point *out, const uint32_t *k1,
                       const lnme2_point *P1, const uint32_t *k2, const lnme2_point *P2) {
-    // Both sliding windows walk one chain of doublings (the sum is the same
-    // point as k1 P1 + k2 P2 computed apart, for half the doublings).
-    constexpr uint32_t kW = 5;
-    constexpr uint32_t kMaxBits = 32 * 30;
-    uint32_t t1[LNME2_TABLE_WORDS(kW)], t2[LNME2_TABLE_WORDS(kW)];
-    uint8_t d1[kMaxBits], d2[kMaxBits];
-    const uint32_t b1 = bn::bit_length(k1), b2 = bn::bit_length(k2);
-    if (b1 > kMaxBits || b2 > kMaxBits) {
+    if (bn::bit_length(k1) > kMaxJointBits || bn::bit_length(k2) > kMaxJointBits) {
         // Scalars wider than any order of a supported curve: apart.
         lnme2_point R1, R2;
         lnme2kp(ctx, &R1, k1, P1);
@@ -176,25 +196,10 @@ lnme2_point *lnme2skp(const lnme2_ctx *ctx, lnme2_point *out, const uint32_t *k1
         lnme2pcr(ctx, out, nullptr, nullptr);
         return lnme2pa(ctx, out, &R1, R2.X, R2.Y);
     }
-    lnme2ic(ctx, t1, P1, kW);
-    lnme2ic(ctx, t2, P2, kW);
-    window_digits(k1, kW, d1, b1);
-    window_digits(k2, kW, d2, b2);
-    lnme2_point R;
-    lnme2pcr(ctx, &R, nullptr, nullptr);
-    for (uint32_t i = b1 > b2 ? b1 : b2; i-- > 0;) {
-        lnme2pd(ctx, &R, &R);
-        if (i < b1 && d1[i] != 0) {
-            const uint32_t *x = entry_x(t1, (d1[i] - 1u) / 2);
-            lnme2pa(ctx, &R, &R, x, x + kElemWords);
-        }
-        if (i < b2 && d2[i] != 0) {
-            const uint32_t *x = entry_x(t2, (d2[i] - 1u) / 2);
-            lnme2pa(ctx, &R, &R, x, x + kElemWords);
-        }
-    }
-    lnme2pcr(ctx, out, nullptr, nullptr);
-    return lnme2pcp(ctx, out, &R);
+    uint32_t t1[LNME2_TABLE_WORDS(5)], t2[LNME2_TABLE_WORDS(5)];
+    lnme2ic(ctx, t1, P1, 5);
+    lnme2ic(ctx, t2, P2, 5);
+    return joint_mul(ctx, out, k1, t1, 5, k2, t2, 5);
 }
 
 uint32_t *lnme2comp(const lnme2_ctx *ctx, uint32_t *out, lnme2_point *P) {
