@@ -38,6 +38,14 @@ inline void sqr(uint32_t *c, const uint32_t *a) {
 
 }  // namespace
 
+bool lncext::gf2::clmul_chosen() {
+#if defined(LNCEXT_HAVE_CLMUL)
+    return use_clmul;
+#else
+    return false;
+#endif
+}
+
 extern "C" {
 
 LNCEXT_API void pmult160x160(uint32_t *c, const uint32_t *a, const uint32_t *b) {
@@ -84,65 +92,19 @@ LNCEXT_API void psqr448x448(uint32_t *c, const uint32_t *a) {
     sqr<14>(c, a);
 }
 
-// Reduction folds each word above the field by x^m = (the lower terms of f):
-// a bit at position 32i + t with 32i + t >= m moves to 32i + t - m + k for
-// every lower exponent k of f. Word i therefore lands, shifted, in the two
-// words at i - (m div 32) - 1 and i - (m div 32); folding from the top down
-// means a word folded into a still-higher-than-m position is folded again
-// when its turn comes. The top field word's bits from m mod 32 up go last.
-
-// f = x^163 + x^7 + x^6 + x^3 + 1; 163 = 5*32 + 3, so x^(32i) for i >= 6
-// equals x^(32(i-6) + 29) (x^7 + x^6 + x^3 + 1).
+// The reducers: the fold template with each field's exponents. Only the
+// m = 431 reducer zeroes the words it folded away.
 LNCEXT_API void reduce163_7_6_3_1(uint32_t *c) {
-    for (int i = 10; i >= 6; i--) {
-        const uint32_t t = c[i];
-        c[i - 6] ^= t << 29;
-        c[i - 5] ^= t ^ (t >> 3) ^ (t << 3) ^ (t << 4);
-        c[i - 4] ^= (t >> 28) ^ (t >> 29);
-    }
-    const uint32_t t = c[5] >> 3;
-    c[0] ^= t ^ (t << 3) ^ (t << 6) ^ (t << 7);
-    c[1] ^= (t >> 25) ^ (t >> 26);
-    c[5] &= 0x7;
+    gf2::reduce<163, 11, false, 7, 6, 3, 0>(c);
 }
-
-// f = x^191 + x^9 + 1; 191 = 5*32 + 31.
 LNCEXT_API void reduce191_9_1(uint32_t *c) {
-    for (int i = 11; i >= 6; i--) {
-        const uint32_t t = c[i];
-        c[i - 6] ^= (t << 1) ^ (t << 10);
-        c[i - 5] ^= (t >> 31) ^ (t >> 22);
-    }
-    const uint32_t t = c[5] >> 31;
-    c[0] ^= t ^ (t << 9);
-    c[5] &= 0x7FFFFFFF;
+    gf2::reduce<191, 12, false, 9, 0>(c);
 }
-
-// f = x^257 + x^12 + 1; 257 = 8*32 + 1.
 LNCEXT_API void reduce257_12_1(uint32_t *c) {
-    for (int i = 17; i >= 9; i--) {
-        const uint32_t t = c[i];
-        c[i - 9] ^= t << 31;
-        c[i - 8] ^= (t >> 1) ^ (t << 11);
-        c[i - 7] ^= t >> 21;
-    }
-    const uint32_t t = c[8] & ~1u;
-    c[0] ^= (t >> 1) ^ (t << 11);
-    c[1] ^= t >> 21;
-    c[8] &= 1;
+    gf2::reduce<257, 18, false, 12, 0>(c);
 }
-
-// f = x^431 + x^5 + x^3 + x + 1; 431 = 13*32 + 15.
 LNCEXT_API void reduce431_5_3_1(uint32_t *c) {
-    for (int i = 27; i >= 14; i--) {
-        const uint32_t t = c[i];
-        c[i] = 0;
-        c[i - 14] ^= (t << 17) ^ (t << 18) ^ (t << 20) ^ (t << 22);
-        c[i - 13] ^= (t >> 15) ^ (t >> 14) ^ (t >> 12) ^ (t >> 10);
-    }
-    const uint32_t t = c[13] >> 15;
-    c[0] ^= t ^ (t << 1) ^ (t << 3) ^ (t << 5);
-    c[13] &= 0x7FFF;
+    gf2::reduce<431, 28, true, 5, 3, 1, 0>(c);
 }
 
 // The word-serial products: each a[i] * b is two words; the low word goes to

@@ -17,66 +17,14 @@ namespace {
 // Coefficient words an element record can hold.
 constexpr uint32_t max_words = LNM2_POLY_WORDS - 1;
 
-// Index of the highest set bit of a non-zero word.
-inline int top_bit(uint32_t w) {
-    return 31 - __builtin_clz(w);
-}
-
-// Degree of the n-word polynomial p (0 for zero, as for one).
 inline int degree(const uint32_t *p, uint32_t n) {
-    for (uint32_t i = n; i-- > 0;)
-        if (p[i]) return int(32 * i) + top_bit(p[i]);
-    return 0;
+    return lncext::gf2::degree(p, n);
 }
 
 inline bool is_zero(const uint32_t *p, uint32_t n) {
     uint32_t acc = 0;
     for (uint32_t i = 0; i < n; i++) acc |= p[i];
     return acc == 0;
-}
-
-// a[0 .. n) += b[0 .. n) * x^j, dropping what lands at word n or above.
-inline void add_shifted(uint32_t *a, const uint32_t *b, uint32_t n, uint32_t j) {
-    const uint32_t q = j / 32, s = j % 32;
-    if (s == 0) {
-        for (uint32_t i = q; i < n; i++) a[i] ^= b[i - q];
-    } else {
-        a[q] ^= b[0] << s;
-        for (uint32_t i = q + 1; i < n; i++) a[i] ^= (b[i - q] << s) | (b[i - q - 1] >> (32 - s));
-    }
-}
-
-// Inversion by the binary extended Euclidean algorithm. Invariants:
-// g1 a = u and g2 a = v (mod f), and deg u + deg v falls with every step in
-// which u is not yet 1, so the loop ends after at most 2m steps. With a = 0
-// (or any multiple of f) u becomes 0 instead of 1; that ends the loop too and
-// the result is 0.
-void invert_euclid(uint32_t *out, const uint32_t *a, uint32_t n, const uint32_t *f) {
-    uint32_t u[max_words], v[max_words], g1[max_words] = {1}, g2[max_words] = {};
-    std::memcpy(u, a, 4 * n);
-    std::memcpy(v, f, 4 * n);
-    int du = degree(u, n), dv = degree(v, n);
-    uint32_t *pu = u, *pv = v, *pg1 = g1, *pg2 = g2;
-    while (!(du == 0 && pu[0] == 1)) {
-        if (du == 0 && pu[0] == 0) {
-            std::memset(pg1, 0, 4 * n);
-            break;
-        }
-        if (du < dv) {
-            std::swap(pu, pv);
-            std::swap(pg1, pg2);
-            std::swap(du, dv);
-        }
-        const uint32_t j = uint32_t(du - dv);
-        add_shifted(pu, pv, n, j);
-        add_shifted(pg1, pg2, n, j);
-        du = degree(pu, n);
-    }
-    std::memcpy(out, pg1, 4 * n);
-    lncext::secure_wipe(u, sizeof u);
-    lncext::secure_wipe(v, sizeof v);
-    lncext::secure_wipe(g1, sizeof g1);
-    lncext::secure_wipe(g2, sizeof g2);
 }
 
 }  // namespace
@@ -190,7 +138,24 @@ LNCEXT_API uint32_t *lnm2invm(uint32_t *out, const uint32_t *a, uint32_t m, uint
     }
     uint32_t f[max_words] = {};
     for (uint32_t e : {m, k1, k2, k3, 0u}) f[e / 32] |= uint32_t(1) << (e % 32);
-    invert_euclid(out + 1, a + 1, n, f);
+#if defined(LNCEXT_HAVE_CLMUL)
+    // The four supported fields have fixed-size kernels; on the instruction
+    // path a chain of squarings and multiplications beats the bit-serial
+    // Euclidean loop several times over (and takes the same time for every
+    // a). The nibble path squares and multiplies too slowly for that.
+    namespace gf2 = lncext::gf2;
+    if (gf2::clmul_chosen()) {
+        if (m == 163 && k1 == 7 && k2 == 6 && k3 == 3)
+            return gf2::invert_clmul(gf2::Field<163, 7, 6, 3, 0>{}, out + 1, a + 1), out;
+        if (m == 191 && k1 == 9 && k2 == 0)
+            return gf2::invert_clmul(gf2::Field<191, 9, 0>{}, out + 1, a + 1), out;
+        if (m == 257 && k1 == 12 && k2 == 0)
+            return gf2::invert_clmul(gf2::Field<257, 12, 0>{}, out + 1, a + 1), out;
+        if (m == 431 && k1 == 5 && k2 == 3 && k3 == 1)
+            return gf2::invert_clmul(gf2::Field<431, 5, 3, 1, 0>{}, out + 1, a + 1), out;
+    }
+#endif
+    lncext::gf2::invert_euclid(out + 1, a + 1, n, f);
     return out;
 }
 

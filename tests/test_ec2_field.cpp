@@ -273,6 +273,21 @@ Words field_mul(const Field &f, const Words &a, const Words &b) {
     return Words(area, area + f.words());
 }
 
+#if defined(LNCEXT_HAVE_CLMUL)
+void invert_on_clmul(const Field &f, uint32_t *out, const uint32_t *a) {
+    switch (f.m) {
+        case 163:
+            return gf2::invert_clmul(gf2::Field<163, 7, 6, 3, 0>{}, out, a);
+        case 191:
+            return gf2::invert_clmul(gf2::Field<191, 9, 0>{}, out, a);
+        case 257:
+            return gf2::invert_clmul(gf2::Field<257, 12, 0>{}, out, a);
+        default:
+            return gf2::invert_clmul(gf2::Field<431, 5, 3, 1, 0>{}, out, a);
+    }
+}
+#endif
+
 TEST(Ec2Field, ElementTimesItsInverseIsOneInEveryField) {
     Rng rng(0x1417);
     for (const Field &f : published_fields()) {
@@ -295,6 +310,18 @@ TEST(Ec2Field, ElementTimesItsInverseIsOneInEveryField) {
             if (i == 0) {
                 EXPECT_EQ(iw, one) << "the inverse of 1";
             }
+            // Both algorithms give the same inverse whatever the process chose.
+            Words fw(n, 0), other(n, 0);
+            for (uint32_t e : {f.m, f.k1, f.k2, f.k3, 0u}) fw[e / 32] |= 1u << (e % 32);
+            gf2::invert_euclid(other.data(), w.data(), uint32_t(n), fw.data());
+            EXPECT_EQ(other, iw) << "Euclid, m = " << f.m;
+#if defined(LNCEXT_HAVE_CLMUL)
+            if (clmul_available()) {
+                other.assign(n, 0);
+                invert_on_clmul(f, other.data(), w.data());
+                EXPECT_EQ(other, iw) << "Itoh-Tsujii, m = " << f.m;
+            }
+#endif
             lnm2invm(a, a, f.m, f.k1, f.k2, f.k3);  // out may be a
             EXPECT_EQ(Words(a + 1, a + 1 + n), iw);
         }
@@ -304,6 +331,10 @@ TEST(Ec2Field, ElementTimesItsInverseIsOneInEveryField) {
         out[1] = 7;
         lnm2invm(out, zero, f.m, f.k1, f.k2, f.k3);  // terminates
         EXPECT_TRUE(lnm2p_is_zero(out)) << "the inverse of 0 in m = " << f.m;
+        Words fw(n, 0), z(n, 0), got(n, 1);
+        for (uint32_t e : {f.m, f.k1, f.k2, f.k3, 0u}) fw[e / 32] |= 1u << (e % 32);
+        gf2::invert_euclid(got.data(), z.data(), uint32_t(n), fw.data());
+        EXPECT_EQ(got, z) << "Euclid's inverse of 0 in m = " << f.m;
     }
 }
 
