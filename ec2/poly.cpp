@@ -118,10 +118,10 @@ LNCEXT_API uint32_t *lnm2ptobig(uint32_t *big, const uint32_t *p) {
 
 LNCEXT_API uint32_t *lnm2pfrombig(uint32_t *p, const uint32_t *big) {
     const uint32_t n = big[0] < p[0] ? big[0] : p[0];
-    uint32_t tmp[max_words];
-    std::memcpy(tmp, big + 1, 4 * n);  // big may share storage with p
-    std::memset(p + 1, 0, 4 * p[0]);
-    std::memcpy(p + 1, tmp, 4 * n);
+    // Copy, then zero the rest: the same as zeroing first, and right also
+    // when big and p share storage.
+    std::memmove(p + 1, big + 1, 4 * n);
+    std::memset(p + 1 + n, 0, 4 * (p[0] - n));
     return p;
 }
 
