@@ -139,6 +139,11 @@ inline void fold(L *c, L t, uint32_t s) {
 template <class L>
 inline L load_words(const uint32_t *c, uint32_t i, uint32_t words) {
     constexpr uint32_t per = sizeof(L) / 4;
+    if (per * i + per <= words) {  // a whole limb: one load
+        L v;
+        std::memcpy(&v, c + per * i, sizeof v);
+        return v;
+    }
     L v = 0;
     for (uint32_t j = 0; j < per && per * i + j < words; j++) v |= L(c[per * i + j]) << (32 * j);
     return v;
@@ -146,6 +151,7 @@ inline L load_words(const uint32_t *c, uint32_t i, uint32_t words) {
 template <class L>
 inline void store_words(uint32_t *c, uint32_t i, uint32_t words, L v) {
     constexpr uint32_t per = sizeof(L) / 4;
+    if (per * i + per <= words) return (void)std::memcpy(c + per * i, &v, sizeof v);
     for (uint32_t j = 0; j < per && per * i + j < words; j++)
         c[per * i + j] = uint32_t(v >> (32 * j));
 }
@@ -185,9 +191,9 @@ inline void reduce(uint32_t *c) {
 #pragma GCC unroll 32
     for (uint32_t i = 0; i < n; i++) x[i] = load_words<L>(c, i, InWords);
     reduce_limbs<L, M, n, K...>(x);
+    constexpr uint32_t out_limbs = (out_words * 32 + B - 1) / B;
 #pragma GCC unroll 32
-    for (uint32_t i = 0; i < (out_words * 32 + B - 1) / B; i++)
-        store_words<L>(c, i, out_words, x[i]);
+    for (uint32_t i = 0; i < out_limbs; i++) store_words<L>(c, i, out_words, x[i]);
     if constexpr (ClearFolded) std::memset(c + out_words, 0, 4 * (InWords - out_words));
 }
 
