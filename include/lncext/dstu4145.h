@@ -168,7 +168,7 @@ typedef struct lnme2_ctx {
     uint32_t k1; /* middle exponents of the field polynomial */
     uint32_t k2; /* (k2 = k3 = 0: a trinomial) */
     uint32_t k3;
-    uint32_t a;                 /* curve coefficient a: 0 or 1 */
+    uint32_t a;                  /* curve coefficient a: 0 or 1 */
     uint32_t b[LNM2_POLY_WORDS]; /* curve coefficient b, reduced, non-zero */
     lnme2_mul_fn mul;
     lnme2_sqr_fn sqr;
@@ -213,7 +213,8 @@ LNCEXT_API lnme2_ctx *lnme2cr(lnme2_ctx *ctx, uint32_t m, uint32_t k1, uint32_t 
 /* Overwrites the whole context with zeros. */
 LNCEXT_API void lnme2cl(lnme2_ctx *ctx);
 /* out = a b, out = a^2 (out may be an operand), out = a^-1 (a non-zero). */
-LNCEXT_API uint32_t *lnme2bfmul(const lnme2_ctx *ctx, uint32_t *out, const uint32_t *a, const uint32_t *b);
+LNCEXT_API uint32_t *lnme2bfmul(const lnme2_ctx *ctx, uint32_t *out, const uint32_t *a,
+                                const uint32_t *b);
 LNCEXT_API uint32_t *lnme2bfsqr(const lnme2_ctx *ctx, uint32_t *out, const uint32_t *a);
 LNCEXT_API uint32_t *lnme2bfinv(const lnme2_ctx *ctx, uint32_t *out, const uint32_t *a);
 
@@ -221,7 +222,8 @@ LNCEXT_API uint32_t *lnme2bfinv(const lnme2_ctx *ctx, uint32_t *out, const uint3
  * at infinity (X = Y = Z = 0). x alone: the point with that x (NULL when there
  * is none). NULL also for a NULL ctx and for coordinates that fail the curve
  * equation (P then holds what was written). */
-LNCEXT_API lnme2_point *lnme2pcr(const lnme2_ctx *ctx, lnme2_point *P, const uint32_t *x, const uint32_t *y);
+LNCEXT_API lnme2_point *lnme2pcr(const lnme2_ctx *ctx, lnme2_point *P, const uint32_t *x,
+                                 const uint32_t *y);
 /* Overwrites the point record with zeros. */
 LNCEXT_API void lnme2pcl(lnme2_point *P);
 /* R = P (R's counts already set, e.g. by lnme2pcr). */
@@ -238,8 +240,8 @@ LNCEXT_API lnme2_point *lnme2pneg(const lnme2_ctx *ctx, lnme2_point *P);
 LNCEXT_API lnme2_point *lnme2pd(const lnme2_ctx *ctx, lnme2_point *R, const lnme2_point *P);
 /* R = P + (x2, y2) with the second point affine ((0, 0): the point at
  * infinity). R may be P; x2 and y2 must not be coordinates of R. */
-LNCEXT_API lnme2_point *lnme2pa(const lnme2_ctx *ctx, lnme2_point *R, const lnme2_point *P, const uint32_t *x2,
-                                const uint32_t *y2);
+LNCEXT_API lnme2_point *lnme2pa(const lnme2_ctx *ctx, lnme2_point *R, const lnme2_point *P,
+                                const uint32_t *x2, const uint32_t *y2);
 /* R = P + Q with Q normalised (Z = 1, or Z = 0 for the point at infinity). */
 LNCEXT_API lnme2_point *lnme2paa(const lnme2_ctx *ctx, lnme2_point *R, const lnme2_point *P,
                                  const lnme2_point *Q);
@@ -248,10 +250,11 @@ LNCEXT_API lnme2_point *lnme2paa(const lnme2_ctx *ctx, lnme2_point *R, const lnm
 
 /* Fills table (LNME2_TABLE_WORDS(w) words) with P, 3P, ..., (2^w - 1)P in
  * affine form; P is only read (any non-zero Z). */
-LNCEXT_API uint32_t *lnme2ic(const lnme2_ctx *ctx, uint32_t *table, const lnme2_point *P, uint32_t w);
+LNCEXT_API uint32_t *lnme2ic(const lnme2_ctx *ctx, uint32_t *table, const lnme2_point *P,
+                             uint32_t w);
 /* Starts k P over the table of P for width w; k and table are not copied. */
-LNCEXT_API lnme2_kpic_ctx *lnme2kpic_init(lnme2_kpic_ctx *kc, const lnme2_ctx *ctx, const uint32_t *k,
-                                          const uint32_t *table, uint32_t w);
+LNCEXT_API lnme2_kpic_ctx *lnme2kpic_init(lnme2_kpic_ctx *kc, const lnme2_ctx *ctx,
+                                          const uint32_t *k, const uint32_t *table, uint32_t w);
 /* One window of the multiplication: at most w doublings and one addition.
  * 0 while bits remain; 1 in the call that consumes the last bits and in every
  * later one, which also copy k P (projective) to out when out is not NULL. */
@@ -260,7 +263,8 @@ LNCEXT_API int lnme2kpic_step(lnme2_kpic_ctx *kc, lnme2_point *out);
 LNCEXT_API lnme2_point *lnme2kpic(const lnme2_ctx *ctx, lnme2_point *out, const uint32_t *k,
                                   const uint32_t *table, uint32_t w);
 /* out = k P with a width-5 table built for the call; out may be P. */
-LNCEXT_API lnme2_point *lnme2kp(const lnme2_ctx *ctx, lnme2_point *out, const uint32_t *k, const lnme2_point *P);
+LNCEXT_API lnme2_point *lnme2kp(const lnme2_ctx *ctx, lnme2_point *out, const uint32_t *k,
+                                const lnme2_point *P);
 /* out = k1 P1 + k2 P2 (projective). */
 LNCEXT_API lnme2_point *lnme2skp(const lnme2_ctx *ctx, lnme2_point *out, const uint32_t *k1,
                                  const lnme2_point *P1, const uint32_t *k2, const lnme2_point *P2);
@@ -279,18 +283,18 @@ LNCEXT_API lnme2_point *lnme2exp(const lnme2_ctx *ctx, lnme2_point *P, const uin
 /* Result codes of the dstu_* functions and dhua_zz. */
 enum dstu_result {
     DSTU_OK = 0,
-    DSTU_BAD_SIGNATURE = 1,   /* dstu_verify: the signature does not match */
-    DSTU_BAD_ARGUMENT = 2,    /* a NULL pointer, a length out of range, a short buffer */
-    DSTU_BAD_CURVE = 3,       /* dstu_init_curve rejects the curve; dhua_zz: no cofactor 2 or 4 */
-    DSTU_BAD_BASE_POINT = 4,  /* dstu_init_pgen rejects a length, the base point or the order */
-    DSTU_BAD_PUBLIC_KEY = 5,  /* not (the compressed form of) a curve point */
-    DSTU_BAD_PRIVATE_KEY = 6  /* the private key is zero or has as many bits as n, or more */
+    DSTU_BAD_SIGNATURE = 1,  /* dstu_verify: the signature does not match */
+    DSTU_BAD_ARGUMENT = 2,   /* a NULL pointer, a length out of range, a short buffer */
+    DSTU_BAD_CURVE = 3,      /* dstu_init_curve rejects the curve; dhua_zz: no cofactor 2 or 4 */
+    DSTU_BAD_BASE_POINT = 4, /* dstu_init_pgen rejects a length, the base point or the order */
+    DSTU_BAD_PUBLIC_KEY = 5, /* not (the compressed form of) a curve point */
+    DSTU_BAD_PRIVATE_KEY = 6 /* the private key is zero or has as many bits as n, or more */
 };
 
 /* Largest byte lengths over the supported curves (m = 431). */
-#define DSTU_MAX_FIELD_BYTES 54 /* L */
-#define DSTU_MAX_KEY_BYTES 54   /* key_bytes */
-#define DSTU_MAX_SIG_BYTES 108  /* sig_bytes */
+#define DSTU_MAX_FIELD_BYTES 54  /* L */
+#define DSTU_MAX_KEY_BYTES 54    /* key_bytes */
+#define DSTU_MAX_SIG_BYTES 108   /* sig_bytes */
 #define DSTU_MAX_POINT_BYTES 108 /* 2L: a point in two coordinates */
 /* Storage of the order n (count word and 30 digits), of a pool scalar. */
 #define DSTU_ORDER_WORDS 31
@@ -306,7 +310,7 @@ typedef struct dstu_ctx {
     lnme2_ctx curve;
     lnme2_point P; /* normalised */
     uint32_t n[DSTU_ORDER_WORDS];
-    uint32_t cofactor; /* 2 or 4, stored by the caller for dhua_zz; 0 after dstu_init_curve */
+    uint32_t cofactor;    /* 2 or 4, stored by the caller for dhua_zz; 0 after dstu_init_curve */
     uint32_t field_bytes; /* L */
     uint32_t key_bytes;   /* (bitlen(n) + 6) / 8 */
     uint32_t sig_bytes;   /* 2 ((bitlen(n) + 7) / 8) */
@@ -335,14 +339,16 @@ typedef struct dstu_bspool_ctx {
  * polynomial exponents k1 > k2 > k3 as lnme2cr takes them, a in {0, 1}, and b
  * as blen little-endian bytes (0 <= blen <= L; missing high-order bytes count
  * as zero). DSTU_OK or DSTU_BAD_CURVE (also for NULL pointers). */
-LNCEXT_API int dstu_init_curve(dstu_ctx *ctx, uint32_t m, uint32_t k1, uint32_t k2, uint32_t k3, uint32_t a,
-                               int blen, const uint8_t *b);
+LNCEXT_WARN_UNUSED LNCEXT_API int dstu_init_curve(dstu_ctx *ctx, uint32_t m, uint32_t k1,
+                                                  uint32_t k2, uint32_t k3, uint32_t a, int blen,
+                                                  const uint8_t *b);
 /* Sets the base point (compressed, 1..L bytes at bp) and its order n (1..L
  * bytes), checks that n has between max(m - 2, 160) and m bits and that
  * n P = O, and builds the table of P. DSTU_OK, DSTU_BAD_ARGUMENT (NULL
  * pointers) or DSTU_BAD_BASE_POINT; after a failure ctx must be set up again.
  * Store ctx->cofactor (2 or 4) before dhua_zz asks for it. */
-LNCEXT_API int dstu_init_pgen(dstu_ctx *ctx, int bplen, const uint8_t *bp, int nlen, const uint8_t *n);
+LNCEXT_WARN_UNUSED LNCEXT_API int dstu_init_pgen(dstu_ctx *ctx, int bplen, const uint8_t *bp,
+                                                 int nlen, const uint8_t *n);
 
 /* An empty pool serving ctx with the random source rnd. DSTU_OK, or
  * DSTU_BAD_ARGUMENT for a NULL argument. */
@@ -361,16 +367,19 @@ LNCEXT_API void dstu_bspool_get(dstu_bspool_ctx *pool, uint32_t *k, uint32_t *cx
  * and *publen hold the buffer sizes on entry and receive key_bytes and L.
  * DSTU_OK or DSTU_BAD_ARGUMENT (NULL pointers, short buffers, a pool made
  * for another context); nothing is written then. */
-LNCEXT_API int dstu_gen_keys(const dstu_ctx *ctx, dstu_bspool_ctx *pool, int *privlen, uint8_t *priv, int *publen,
-                             uint8_t *pub);
+LNCEXT_WARN_UNUSED LNCEXT_API int dstu_gen_keys(const dstu_ctx *ctx, dstu_bspool_ctx *pool,
+                                                int *privlen, uint8_t *priv, int *publen,
+                                                uint8_t *pub);
 /* Compresses the point x || y (2L bytes at in) into L bytes at out; *outlen
  * holds out's size on entry and receives L. DSTU_OK, DSTU_BAD_ARGUMENT or
  * DSTU_BAD_PUBLIC_KEY (not a curve point). */
-LNCEXT_API int dstu_cppubk(const dstu_ctx *ctx, uint8_t *out, int *outlen, const uint8_t *in);
+LNCEXT_WARN_UNUSED LNCEXT_API int dstu_cppubk(const dstu_ctx *ctx, uint8_t *out, int *outlen,
+                                              const uint8_t *in);
 /* Decompresses the inlen-byte compressed point at in (at most
  * 4 ((m + 31) / 32) bytes) into x || y, 2L bytes at out. DSTU_OK,
  * DSTU_BAD_ARGUMENT or DSTU_BAD_PUBLIC_KEY. */
-LNCEXT_API int dstu_ucpubk(const dstu_ctx *ctx, uint8_t *out, const uint8_t *in, int inlen);
+LNCEXT_WARN_UNUSED LNCEXT_API int dstu_ucpubk(const dstu_ctx *ctx, uint8_t *out, const uint8_t *in,
+                                              int inlen);
 
 /* Signs a hash of hbits bits (its first min(hbits, m) bits, little-endian,
  * are the field element h; h = 0 counts as 1) with the private key priv
@@ -379,14 +388,16 @@ LNCEXT_API int dstu_ucpubk(const dstu_ctx *ctx, uint8_t *out, const uint8_t *in,
  * sig_bytes: r then s, sig_bytes / 2 little-endian bytes each. DSTU_OK,
  * DSTU_BAD_ARGUMENT or DSTU_BAD_PRIVATE_KEY (d = 0 or d of bitlen(n) bits or more);
  * sig and *siglen are untouched on failure. */
-LNCEXT_API int dstu_sign(const dstu_ctx *ctx, dstu_bspool_ctx *pool, int privlen, const uint8_t *priv, int hbits,
-                         const uint8_t *hash, int *siglen, uint8_t *sig);
+LNCEXT_WARN_UNUSED LNCEXT_API int dstu_sign(const dstu_ctx *ctx, dstu_bspool_ctx *pool, int privlen,
+                                            const uint8_t *priv, int hbits, const uint8_t *hash,
+                                            int *siglen, uint8_t *sig);
 /* Checks the siglen-byte signature sig of the hash against the compressed
  * public key pub (1..L bytes). DSTU_OK when valid; DSTU_BAD_SIGNATURE for a
  * wrong signature, a wrong siglen, r or s zero or not below n;
  * DSTU_BAD_ARGUMENT; DSTU_BAD_PUBLIC_KEY when pub does not decompress. */
-LNCEXT_WARN_UNUSED LNCEXT_API int dstu_verify(const dstu_ctx *ctx, int publen, const uint8_t *pub, int hbits,
-                                              const uint8_t *hash, int siglen, const uint8_t *sig);
+LNCEXT_WARN_UNUSED LNCEXT_API int dstu_verify(const dstu_ctx *ctx, int publen, const uint8_t *pub,
+                                              int hbits, const uint8_t *hash, int siglen,
+                                              const uint8_t *sig);
 /* The shared secret of the own private key priv (key_bytes..56 bytes) and
  * the other side's compressed public key pub (L..4 ((m + 31) / 32) bytes):
  * the x-coordinate of d Q, of h d Q with the context's cofactor h when
@@ -394,8 +405,9 @@ LNCEXT_WARN_UNUSED LNCEXT_API int dstu_verify(const dstu_ctx *ctx, int publen, c
  * DSTU_BAD_ARGUMENT, DSTU_BAD_PUBLIC_KEY (checked before the private key),
  * DSTU_BAD_PRIVATE_KEY, or DSTU_BAD_CURVE when cof != 0 and the cofactor is
  * neither 2 nor 4. z and *zlen are untouched on failure. */
-LNCEXT_WARN_UNUSED LNCEXT_API int dhua_zz(const dstu_ctx *ctx, int privlen, const uint8_t *priv, int publen,
-                                          const uint8_t *pub, int cof, int *zlen, uint8_t *z);
+LNCEXT_WARN_UNUSED LNCEXT_API int dhua_zz(const dstu_ctx *ctx, int privlen, const uint8_t *priv,
+                                          int publen, const uint8_t *pub, int cof, int *zlen,
+                                          uint8_t *z);
 
 LNCEXT_END_DECLS
 
