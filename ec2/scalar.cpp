@@ -13,6 +13,10 @@ namespace {
 
 using Elem = std::array<uint32_t, kElemWords>;
 
+// Points normalised together by one inversion when a table is built: the
+// whole width-6 table after its first entry.
+constexpr uint32_t kBatch = 31;
+
 // Entries of an odd-multiple table of width w.
 uint32_t table_entries(uint32_t w) {
     return w < 2 ? 2u : 1u << (w - 1);
@@ -40,7 +44,7 @@ void store_affine(const lnme2_ctx *ctx, uint32_t *table, uint32_t first, lnme2_p
         }
         return;
     }
-    std::array<Elem, 32> prefix;
+    std::array<Elem, kBatch> prefix;
     Elem inv, zinv, t;
     lnm2pclear(inv.data(), ctx->m);
     lnm2pclear(zinv.data(), ctx->m);
@@ -117,21 +121,27 @@ extern "C" {
 
 uint32_t *lnme2ic(const lnme2_ctx *ctx, uint32_t *table, const lnme2_point *P, uint32_t w) {
     const uint32_t entries = table_entries(w);
-    lnme2_point T, U[32];
+    lnme2_point T, last, U[kBatch];
     lnme2pcr(ctx, &T, nullptr, nullptr);
     lnme2pcp(ctx, &T, P);
     lnme2pxy(ctx, &T, lnm2pclear(table, ctx->m), lnm2pclear(table + kElemWords, ctx->m));
     // T = 2P, affine; then U_i = (2i + 1) P = U_(i-1) + T, all projective,
-    // normalised together at the end.
+    // normalised together a batch at a time.
     lnme2pd(ctx, &T, P);
     lnme2pxy(ctx, &T, nullptr, nullptr);
-    lnme2pcr(ctx, &U[0], nullptr, nullptr);
-    lnme2pa(ctx, &U[0], P, T.X, T.Y);
-    for (uint32_t i = 2; i < entries; ++i) {
-        lnme2pcr(ctx, &U[i - 1], nullptr, nullptr);
-        lnme2pa(ctx, &U[i - 1], &U[i - 2], T.X, T.Y);
+    const lnme2_point *prev = P;
+    for (uint32_t i = 1; i < entries;) {
+        const uint32_t count = entries - i < kBatch ? entries - i : kBatch;
+        for (uint32_t j = 0; j < count; ++j) {
+            lnme2pcr(ctx, &U[j], nullptr, nullptr);
+            lnme2pa(ctx, &U[j], j == 0 ? prev : &U[j - 1], T.X, T.Y);
+        }
+        // The chain goes on from the batch's last point.
+        last = U[count - 1];
+        prev = &last;
+        store_affine(ctx, table, i, U, count);
+        i += count;
     }
-    store_affine(ctx, table, 1, U, entries - 1);
     return table;
 }
 

@@ -202,13 +202,19 @@ TEST(Ec2Curve, SteppedMultiplicationEqualsOneCall) {
         EXPECT_EQ(kc.remaining, 4u);
         EXPECT_EQ(lnme2kpic_step(&kc, &out), 1);
         EXPECT_EQ(affine(cv, out), affine(cv, *lnme2kp(cv, &ref, k176, &ctx->P)));
-        // A width-2 table holds P and 3P.
-        uint32_t t2[LNME2_TABLE_WORDS(2)];
-        lnme2ic(cv, t2, &ctx->P, 2);
-        const uint32_t k3[2] = {1, 3};
-        lnme2_point T = infinity(cv);
-        lnme2pcr(cv, &T, t2 + 2 * LNM2_POLY_WORDS, t2 + 3 * LNM2_POLY_WORDS);
-        EXPECT_EQ(affine(cv, T), affine(cv, *lnme2kp(cv, &ref, k3, &ctx->P)));
+        // Tables of width 2 (P, 3P) and 8 (P .. 255P): the last entry, and
+        // the width-8 table drives the stepped multiplication too.
+        std::vector<uint32_t> t(LNME2_TABLE_WORDS(8));
+        for (uint32_t w : {2u, 8u}) {
+            lnme2ic(cv, t.data(), &ctx->P, w);
+            const uint32_t last = (1u << (w - 1)) - 1, k[2] = {1, 2 * last + 1};
+            lnme2_point T = infinity(cv);
+            lnme2pcr(cv, &T, &t[2 * last * LNM2_POLY_WORDS], &t[(2 * last + 1) * LNM2_POLY_WORDS]);
+            EXPECT_EQ(affine(cv, T), affine(cv, *lnme2kp(cv, &ref, k, &ctx->P))) << w;
+        }
+        const auto k = big(rng.bytes(ctx->key_bytes));
+        EXPECT_EQ(affine(cv, *lnme2kpic(cv, &out, k.data(), t.data(), 8)),
+                  affine(cv, *lnme2kp(cv, &ref, k.data(), &ctx->P)));
     }
 }
 
