@@ -217,7 +217,7 @@ uint32_t *lnme2bfmul(const lnme2_ctx *ctx, uint32_t *out, const uint32_t *a, con
     area[17] = area[18] = 0;
     ctx->mul(area + 1, a + 1, b + 1);
     ctx->reduce(area + 1);
-    elem_copy(n, out, area);
+    product_copy(n, out, area);
     return out;
 }
 
@@ -228,7 +228,7 @@ uint32_t *lnme2bfsqr(const lnme2_ctx *ctx, uint32_t *out, const uint32_t *a) {
     area[0] = n;
     ctx->sqr(area + 1, a + 1);
     ctx->reduce(area + 1);
-    elem_copy(n, out, area);
+    product_copy(n, out, area);
     return out;
 }
 

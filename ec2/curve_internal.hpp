@@ -7,6 +7,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "common/platform.hpp"
 #include "lncext/dstu4145.h"
 
 namespace lncext::ec2 {
@@ -50,6 +51,27 @@ inline void elem_copy(uint32_t n, uint32_t *dst, const uint32_t *src) {
     for_field_words(n, [&](auto w) {
         for (uint32_t i = 1; i <= w; ++i) dst[i] = src[i];
     });
+}
+
+// Coefficient words 1..n of a freshly reduced product: dst = src. The
+// reducers store 64-bit limbs on 64-bit hosts, and a wider load spanning two
+// of those stores cannot take its data from the store buffer; the copy stalls
+// until they reach the cache. Copying limb by limb (kept in general registers
+// so the loop is not widened into vector moves) reads each store whole.
+inline void product_copy(uint32_t n, uint32_t *dst, const uint32_t *src) {
+#if defined(LNCEXT_HAVE_X86_64)
+    for_field_words(n, [&](auto w) {
+        for (uint32_t i = 1; i + 1 <= w; i += 2) {
+            uint64_t v;
+            std::memcpy(&v, src + i, sizeof v);
+            __asm__("" : "+r"(v));
+            std::memcpy(dst + i, &v, sizeof v);
+        }
+        if (w % 2 != 0) dst[w] = src[w];
+    });
+#else
+    elem_copy(n, dst, src);
+#endif
 }
 
 // Coefficient words 1..n: c = a + b (c may be a or b).
