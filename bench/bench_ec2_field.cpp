@@ -27,6 +27,7 @@ struct Field {
     void (*reduce)(uint32_t *);
     MulFn mul[2];  // nibble, clmul (null when not built)
     SqrFn sqr[2];
+    void (*invert_clmul)(uint32_t *, const uint32_t *);
 };
 
 template <class Path>
@@ -37,9 +38,13 @@ void mul257(uint32_t *c, const uint32_t *a, const uint32_t *b) {
 }
 
 #if defined(LNCEXT_HAVE_CLMUL)
-#define CLMUL(x) x
+#define CLMUL(...) __VA_ARGS__
+template <class F>
+void invert_clmul(uint32_t *out, const uint32_t *a) {
+    gf2::invert_clmul(F{}, out, a);
+}
 #else
-#define CLMUL(x) nullptr
+#define CLMUL(...) nullptr
 #endif
 
 const Field fields[] = {
@@ -49,28 +54,32 @@ const Field fields[] = {
      3,
      reduce163_7_6_3_1,
      {gf2::Nibble::mul<6>, CLMUL(gf2::Clmul::mul<6>)},
-     {gf2::Nibble::sqr<6>, CLMUL(gf2::Clmul::sqr<6>)}},
+     {gf2::Nibble::sqr<6>, CLMUL(gf2::Clmul::sqr<6>)},
+     CLMUL(invert_clmul<gf2::Field<163, 7, 6, 3, 0>>)},
     {191,
      9,
      0,
      0,
      reduce191_9_1,
      {gf2::Nibble::mul<6>, CLMUL(gf2::Clmul::mul<6>)},
-     {gf2::Nibble::sqr<6>, CLMUL(gf2::Clmul::sqr<6>)}},
+     {gf2::Nibble::sqr<6>, CLMUL(gf2::Clmul::sqr<6>)},
+     CLMUL(invert_clmul<gf2::Field<191, 9, 0>>)},
     {257,
      12,
      0,
      0,
      reduce257_12_1,
      {mul257<gf2::Nibble>, CLMUL(mul257<gf2::Clmul>)},
-     {gf2::Nibble::sqr<9>, CLMUL(gf2::Clmul::sqr<9>)}},
+     {gf2::Nibble::sqr<9>, CLMUL(gf2::Clmul::sqr<9>)},
+     CLMUL(invert_clmul<gf2::Field<257, 12, 0>>)},
     {431,
      5,
      3,
      1,
      reduce431_5_3_1,
      {gf2::Nibble::mul<14>, CLMUL(gf2::Clmul::mul<14>)},
-     {gf2::Nibble::sqr<14>, CLMUL(gf2::Clmul::sqr<14>)}},
+     {gf2::Nibble::sqr<14>, CLMUL(gf2::Clmul::sqr<14>)},
+     CLMUL(invert_clmul<gf2::Field<431, 5, 3, 1, 0>>)},
 };
 
 const char *const path_names[2] = {"nibble", "clmul"};
@@ -125,12 +134,21 @@ void BM_sqr(benchmark::State &state, const Field &f, int path) {
     }
 }
 
-// Inversion through the exported function: it reaches the kernels through
-// the exported multipliers, so it runs on the path the process chose.
-void BM_inv(benchmark::State &state, const Field &f) {
+// Inversion on each path: the bit-serial Euclidean loop that the nibble path
+// (and any other field polynomial) uses, Itoh-Tsujii on the instruction path.
+void BM_inv(benchmark::State &state, const Field &f, int path) {
+    if (!path_usable(path)) return state.SkipWithError("no carry-less multiply instruction");
     Operands o = random_operands(f);
+    uint32_t poly[14] = {};
+    for (uint32_t e : {f.m, f.k1, f.k2, f.k3, 0u}) poly[e / 32] |= 1u << (e % 32);
     for (auto _ : state) {
-        lnm2invm(o.out, o.a, f.m, f.k1, f.k2, f.k3);
+        if (path == 0) {
+            gf2::invert_euclid(o.out + 1, o.a + 1, o.a[0], poly);
+        } else {
+#if defined(LNCEXT_HAVE_CLMUL)
+            f.invert_clmul(o.out + 1, o.a + 1);
+#endif
+        }
         benchmark::DoNotOptimize(o.out);
     }
 }
@@ -188,8 +206,9 @@ int register_all() {
                                          path);
             benchmark::RegisterBenchmark(("sqr/" + m + "/" + path_names[path]).c_str(), BM_sqr, f,
                                          path);
+            benchmark::RegisterBenchmark(("inv/" + m + "/" + path_names[path]).c_str(), BM_inv, f,
+                                         path);
         }
-        benchmark::RegisterBenchmark(("inv/" + m + "/lncext").c_str(), BM_inv, f);
         benchmark::RegisterBenchmark(("mul/" + m + "/openssl").c_str(), BM_openssl_mul, f);
         benchmark::RegisterBenchmark(("sqr/" + m + "/openssl").c_str(), BM_openssl_sqr, f);
         benchmark::RegisterBenchmark(("inv/" + m + "/openssl").c_str(), BM_openssl_inv, f);
