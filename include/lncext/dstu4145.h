@@ -255,7 +255,8 @@ LNCEXT_API uint32_t *lnme2ic(const lnme2_ctx *ctx, uint32_t *table, const lnme2_
 /* Starts k P over the table of P for width w; k and table are not copied. */
 LNCEXT_API lnme2_kpic_ctx *lnme2kpic_init(lnme2_kpic_ctx *kc, const lnme2_ctx *ctx,
                                           const uint32_t *k, const uint32_t *table, uint32_t w);
-/* One window of the multiplication: at most w doublings and one addition.
+/* One window of the multiplication: one doubling per bit of a run of zero
+ * bits, or of up to w bits ending in a set bit, then at most one addition.
  * 0 while bits remain; 1 in the call that consumes the last bits and in every
  * later one, which also copy k P (projective) to out when out is not NULL. */
 LNCEXT_API int lnme2kpic_step(lnme2_kpic_ctx *kc, lnme2_point *out);
