@@ -212,7 +212,9 @@ LNCEXT_API lnme2_ctx *lnme2cr(lnme2_ctx *ctx, uint32_t m, uint32_t k1, uint32_t 
                               uint32_t a, const uint8_t *bbytes);
 /* Overwrites the whole context with zeros. */
 LNCEXT_API void lnme2cl(lnme2_ctx *ctx);
-/* out = a b, out = a^2 (out may be an operand), out = a^-1 (a non-zero). */
+/* Field arithmetic through the context's routines, on reduced elements:
+ * out = a b, out = a^2, out = a^-1 (a non-zero; 0 gives 0). out may be an
+ * operand. */
 LNCEXT_API uint32_t *lnme2bfmul(const lnme2_ctx *ctx, uint32_t *out, const uint32_t *a,
                                 const uint32_t *b);
 LNCEXT_API uint32_t *lnme2bfsqr(const lnme2_ctx *ctx, uint32_t *out, const uint32_t *a);
@@ -266,15 +268,17 @@ LNCEXT_API lnme2_point *lnme2kpic(const lnme2_ctx *ctx, lnme2_point *out, const 
 /* out = k P with a width-5 table built for the call; out may be P. */
 LNCEXT_API lnme2_point *lnme2kp(const lnme2_ctx *ctx, lnme2_point *out, const uint32_t *k,
                                 const lnme2_point *P);
-/* out = k1 P1 + k2 P2 (projective). */
+/* out = k1 P1 + k2 P2 (projective); out may be P1 or P2. */
 LNCEXT_API lnme2_point *lnme2skp(const lnme2_ctx *ctx, lnme2_point *out, const uint32_t *k1,
                                  const lnme2_point *P1, const uint32_t *k2, const lnme2_point *P2);
 /* out = the compressed form of P: 0 for the point at infinity and for x = 0,
  * otherwise x with its coefficient 0 replaced by Tr(y / x). P is normalised
- * in place. */
+ * in place; out must not be one of its coordinates. */
 LNCEXT_API uint32_t *lnme2comp(const lnme2_ctx *ctx, uint32_t *out, lnme2_point *P);
 /* P = the point whose compressed form is c (exact for points of odd order);
- * NULL when c is the compressed form of no curve point. */
+ * c may be a coordinate of P. NULL when c is the compressed form of no curve
+ * point, c = 1 on a curve with a = 0 and values of degree m or more
+ * included. */
 LNCEXT_API lnme2_point *lnme2exp(const lnme2_ctx *ctx, lnme2_point *P, const uint32_t *c);
 
 /* ---- DSTU 4145-2002 ----
