@@ -14,6 +14,7 @@
 // side by side whatever the machine chose.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -126,12 +127,26 @@ struct Nibble {
 // Limb of the reduction: the widest word the host handles natively.
 using rlimb = std::conditional_t<(UINTPTR_MAX > 0xFFFFFFFFu), uint64_t, uint32_t>;
 
-// c += t x^s over limbs of B bits.
-template <class L>
-inline void fold(L *c, L t, uint32_t s) {
-    constexpr uint32_t B = 8 * sizeof(L);
-    c[s / B] ^= t << (s % B);
-    if (s % B != 0) c[s / B + 1] ^= t >> (B - s % B);
+// x += t g x^s over limbs of B bits, with g = sum of x^K, the lower terms of
+// the field polynomial (every K < B). t g is formed once as two limbs (lo,
+// hi) and then placed at the bit offset s: at most three limbs change.
+template <class L, uint32_t... K>
+inline void fold(L *x, L t, uint32_t s) {
+    constexpr uint32_t B = 8 * sizeof(L), kmax = std::max({K...});
+    L lo = 0, hi = 0;
+    for (uint32_t k : {K...}) {
+        lo ^= t << k;
+        if (k != 0) hi ^= t >> (B - k);
+    }
+    const uint32_t j = s / B, r = s % B;
+    if (r == 0) {
+        x[j] ^= lo;
+        if (kmax != 0) x[j + 1] ^= hi;
+    } else {
+        x[j] ^= lo << r;
+        x[j + 1] ^= (lo >> (B - r)) | (hi << r);
+        if (kmax + r > B) x[j + 2] ^= hi >> (B - r);
+    }
 }
 
 // Limb i of the words c[0 .. words), and the way back (only whole words
@@ -174,11 +189,11 @@ inline void reduce_limbs(L *x) {
     for (uint32_t i = N - 1; i > q; i--) {
         const L t = x[i];
         x[i] = 0;
-        for (uint32_t k : {K...}) fold(x, t, B * i - M + k);
+        fold<L, K...>(x, t, B * i - M);
     }
     const L t = x[q] >> (M % B);
     x[q] &= (L(1) << (M % B)) - 1;
-    for (uint32_t k : {K...}) fold(x, t, k);
+    fold<L, K...>(x, t, 0);
 }
 
 // The same on 32-bit words, through limbs of the host's width.
