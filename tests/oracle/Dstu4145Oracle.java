@@ -4,9 +4,9 @@
 // significant); this program turns them into Bouncy Castle's numbers.
 //
 //   curve m k1 k2 k3 a b n px py   -> ok          (sets the curve and base point)
-//   mul k x y                      -> x y | inf   (k (x, y), affine)
-//   comp x y                       -> c           (DSTU4145PointEncoder.encodePoint)
-//   decomp c                       -> x y | none  (DSTU4145PointEncoder.decodePoint)
+//   mul k xy                       -> xy | inf    (k (x, y), affine; xy = x || y)
+//   comp xy                        -> c           (DSTU4145PointEncoder.encodePoint)
+//   decomp c                       -> xy | none   (DSTU4145PointEncoder.decodePoint)
 //   sign d hash                    -> sig pub     (r || s, and -d P compressed)
 //   verify pub hash sig            -> 1 | 0
 //   count                          -> number of requests answered so far
@@ -64,11 +64,12 @@ public class Dstu4145Oracle {
     static String affine(ECPoint p) {
         if (p.isInfinity()) return "inf";
         p = p.normalize();
-        return le(p.getAffineXCoord().toBigInteger(), fieldBytes) + " " + le(p.getAffineYCoord().toBigInteger(), fieldBytes);
+        return le(p.getAffineXCoord().toBigInteger(), fieldBytes) + le(p.getAffineYCoord().toBigInteger(), fieldBytes);
     }
 
-    static ECPoint point(String x, String y) {
-        return curve.validatePoint(le(x), le(y));
+    static ECPoint point(String xy) {
+        int half = xy.length() / 2;
+        return curve.validatePoint(le(xy.substring(0, half)), le(xy.substring(half)));
     }
 
     static String compress(ECPoint p) {
@@ -83,15 +84,15 @@ public class Dstu4145Oracle {
                 BigInteger a = new BigInteger(t[5]);
                 curve = k2 == 0 ? new ECCurve.F2m(m, k1, a, le(t[6]), n, BigInteger.ONE)
                                 : new ECCurve.F2m(m, k3, k2, k1, a, le(t[6]), n, BigInteger.ONE);
-                domain = new ECDomainParameters(curve, point(t[8], t[9]), n);
+                domain = new ECDomainParameters(curve, point(t[8] + t[9]), n);
                 fieldBytes = (m + 8) / 8;
                 halfBytes = (n.bitLength() + 7) / 8;
                 return "ok";
             }
             case "mul":
-                return affine(point(t[2], t[3]).multiply(le(t[1])));
+                return affine(point(t[2]).multiply(le(t[1])));
             case "comp":
-                return compress(point(t[1], t[2]));
+                return compress(point(t[1]));
             case "decomp":
                 try {
                     return affine(DSTU4145PointEncoder.decodePoint(curve, reverse(hex(t[1]))));
