@@ -158,6 +158,50 @@ TEST(Ec2Curve, GroupLawIdentitiesHold) {
     }
 }
 
+// Tr(x) = x + x^2 + ... + x^(2^(m-1)) by its definition.
+uint32_t trace(const lnme2_ctx *cv, const uint32_t *x) {
+    Elem t(cv);
+    lnm2pcopy(t.p(), x);
+    for (uint32_t i = 1; i < cv->m; ++i) lnm2add(t.p(), lnme2bfsqr(cv, t.p(), t.p()), x);
+    EXPECT_TRUE(lnm2p_is_zero(t.p()) || lnm2p_is_one(t.p()));
+    return t.w[1];
+}
+
+TEST(Ec2Curve, PointsFromXAloneSolveTheCurveAndCompressByTheTrace) {
+    Rng rng(37);
+    for (const auto &c : named_curves()) {
+        auto ctx = make_ctx(c);
+        const lnme2_ctx *cv = &ctx->curve;
+        int none = 0;
+        for (int iter = 0; iter < 24; ++iter) {
+            Bytes xb = rng.bytes(ctx->field_bytes);
+            xb.back() &= uint8_t((1u << (c.m % 8)) - 1);
+            Elem x(cv, xb), y(cv), c1(cv), t(cv);
+            lnme2_point P = infinity(cv), N = infinity(cv);
+            // A y exists exactly when Tr(x + a + b / x^2) = 0.
+            lnme2bfmul(cv, t.p(), lnme2bfinv(cv, t.p(), lnme2bfsqr(cv, t.p(), x.p())), cv->b);
+            if (cv->a) lnm2pinc(t.p());
+            const bool exists = trace(cv, lnm2add(t.p(), t.p(), x.p())) == 0;
+            ASSERT_EQ(lnme2pcr(cv, &P, x.p(), nullptr) != nullptr, exists) << c.name;
+            if (!exists) {
+                ++none;
+                continue;
+            }
+            // Both (x, y) and (x, x + y) lie on the curve; the compressed
+            // form carries Tr(y / x) in coefficient 0.
+            lnm2pcopy(y.p(), P.Y);
+            lnm2add(t.p(), x.p(), y.p());
+            EXPECT_NE(lnme2pcr(cv, &N, x.p(), t.p()), nullptr);
+            lnme2comp(cv, c1.p(), &P);
+            lnme2bfmul(cv, t.p(), lnme2bfinv(cv, t.p(), x.p()), y.p());
+            EXPECT_EQ(c1.w[1] & 1, trace(cv, t.p())) << c.name;
+            EXPECT_EQ(c1.w[1] >> 1, x.w[1] >> 1);
+        }
+        EXPECT_GT(none, 3) << c.name;
+        EXPECT_LT(none, 21) << c.name;
+    }
+}
+
 TEST(Ec2Curve, SteppedMultiplicationEqualsOneCall) {
     Rng rng(43);
     for (const auto &c : named_curves()) {
