@@ -108,11 +108,12 @@ LNCEXT_API void reduce431_5_3_1(uint32_t *c) {
 }
 
 // The word-serial products: each a[i] * b is two words; the low word goes to
-// position i, the high word is carried into position i + 1.
+// position i, the high word is carried into position i + 1. b is the table
+// operand of every product, so its multiples are formed once per call.
 LNCEXT_API uint32_t gf2x_mul_1_n(uint32_t *c, const uint32_t *a, int n, uint32_t b) {
     uint32_t carry = 0, p[2];
     for (int i = 0; i < n; i++) {
-        gf2::Nibble::mul1(p, a[i], b);
+        gf2::Nibble::mul1(p, b, a[i]);
         c[i] = p[0] ^ carry;
         carry = p[1];
     }
@@ -123,7 +124,7 @@ LNCEXT_API uint32_t gf2x_addmul_1_n(uint32_t *d, const uint32_t *c, const uint32
                                     uint32_t b) {
     uint32_t carry = 0, p[2];
     for (int i = 0; i < n; i++) {
-        gf2::Nibble::mul1(p, a[i], b);
+        gf2::Nibble::mul1(p, b, a[i]);
         d[i] = c[i] ^ p[0] ^ carry;
         carry = p[1];
     }

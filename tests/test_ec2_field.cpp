@@ -83,12 +83,6 @@ std::vector<Words> operands(Rng &rng, size_t n, int random_count) {
 using MulFn = void (*)(uint32_t *, const uint32_t *, const uint32_t *);
 using SqrFn = void (*)(uint32_t *, const uint32_t *);
 
-template <class Fn>
-struct Path {
-    const char *name;
-    Fn fn;
-};
-
 bool clmul_available() {
 #if defined(LNCEXT_HAVE_CLMUL)
     return gf2::cpu_has_clmul();
@@ -97,34 +91,40 @@ bool clmul_available() {
 #endif
 }
 
+// The exported kernel (on the path the process chose), then each path's
+// template directly.
+template <class Fn>
+using Paths = std::vector<std::pair<const char *, Fn>>;
+
 template <size_t W>
-std::vector<Path<MulFn>> mul_paths(MulFn exported) {
-    std::vector<Path<MulFn>> p = {{"exported", exported}, {"nibble", &gf2::Nibble::mul<W>}};
+Paths<MulFn> mul_paths(MulFn exported) {
+    Paths<MulFn> p = {{"exported", exported}, {"nibble", &gf2::Nibble::mul<W>}};
 #if defined(LNCEXT_HAVE_CLMUL)
-    if (gf2::cpu_has_clmul()) p.push_back({"clmul", &gf2::Clmul::mul<W>});
+    if (clmul_available()) p.push_back({"clmul", &gf2::Clmul::mul<W>});
 #endif
     return p;
 }
 
 template <size_t W>
-std::vector<Path<SqrFn>> sqr_paths(SqrFn exported) {
-    std::vector<Path<SqrFn>> p = {{"exported", exported}, {"nibble", &gf2::Nibble::sqr<W>}};
+Paths<SqrFn> sqr_paths(SqrFn exported) {
+    Paths<SqrFn> p = {{"exported", exported}, {"nibble", &gf2::Nibble::sqr<W>}};
 #if defined(LNCEXT_HAVE_CLMUL)
-    if (gf2::cpu_has_clmul()) p.push_back({"clmul", &gf2::Clmul::sqr<W>});
+    if (clmul_available()) p.push_back({"clmul", &gf2::Clmul::sqr<W>});
 #endif
     return p;
 }
 
-struct MulKernel {
+template <class Fn>
+struct Kernel {
     const char *name;
     size_t words;
-    std::vector<Path<MulFn>> paths;
+    Paths<Fn> paths;
 };
 
 TEST(Ec2Field, MultipliersEqualShiftAndXorOnEveryPath) {
     std::cout << "carry-less multiply instruction path: "
               << (clmul_available() ? "tested" : "not available on this build or CPU") << "\n";
-    const MulKernel kernels[] = {
+    const Kernel<MulFn> kernels[] = {
         {"pmult160x160", 5, mul_paths<5>(pmult160x160)},
         {"pmult192x192", 6, mul_paths<6>(pmult192x192)},
         {"pmult224x224", 7, mul_paths<7>(pmult224x224)},
@@ -145,11 +145,11 @@ TEST(Ec2Field, MultipliersEqualShiftAndXorOnEveryPath) {
             const Words want = shift_xor_mul(a.data(), k.words, b.data(), k.words);
             for (const auto &p : k.paths) {
                 Words c(2 * k.words + 1, 0xA5A5A5A5u);  // one guard word past the product
-                p.fn(c.data(), a.data(), b.data());
+                p.second(c.data(), a.data(), b.data());
                 EXPECT_EQ(Words(c.begin(), c.end() - 1), want)
-                    << k.name << " " << p.name << " #" << i;
+                    << k.name << " " << p.first << " #" << i;
                 EXPECT_EQ(c.back(), 0xA5A5A5A5u)
-                    << k.name << " " << p.name << " wrote past its product";
+                    << k.name << " " << p.first << " wrote past its product";
             }
         }
     }
@@ -172,14 +172,9 @@ TEST(Ec2Field, Mult257AddsTheTopBitsAndSetsWord16OnlyWhenBothAreSet) {
 }
 
 TEST(Ec2Field, SquarersEqualTheProductAlsoInPlace) {
-    struct SqrKernel {
-        const char *name;
-        size_t words;
-        std::vector<Path<SqrFn>> paths;
-    };
-    const SqrKernel kernels[] = {{"psqr192x192", 6, sqr_paths<6>(psqr192x192)},
-                                 {"psqr288x288", 9, sqr_paths<9>(psqr288x288)},
-                                 {"psqr448x448", 14, sqr_paths<14>(psqr448x448)}};
+    const Kernel<SqrFn> kernels[] = {{"psqr192x192", 6, sqr_paths<6>(psqr192x192)},
+                                     {"psqr288x288", 9, sqr_paths<9>(psqr288x288)},
+                                     {"psqr448x448", 14, sqr_paths<14>(psqr448x448)}};
     Rng rng(0x5C0A7E);
     for (const auto &k : kernels) {
         for (const Words &a : operands(rng, k.words, 60)) {
@@ -187,10 +182,10 @@ TEST(Ec2Field, SquarersEqualTheProductAlsoInPlace) {
             for (const auto &p : k.paths) {
                 Words c(2 * k.words, 0xA5A5A5A5u), inplace = a;
                 inplace.resize(2 * k.words, 0xA5A5A5A5u);
-                p.fn(c.data(), a.data());
-                p.fn(inplace.data(), inplace.data());
-                EXPECT_EQ(c, want) << k.name << " " << p.name;
-                EXPECT_EQ(inplace, want) << k.name << " " << p.name << " in place";
+                p.second(c.data(), a.data());
+                p.second(inplace.data(), inplace.data());
+                EXPECT_EQ(c, want) << k.name << " " << p.first;
+                EXPECT_EQ(inplace, want) << k.name << " " << p.first << " in place";
             }
         }
     }
