@@ -90,10 +90,12 @@ LNCEXT_API uint32_t *lnm2pfrombig(uint32_t *p, const uint32_t *big);
 
 /* ---- Elements: inversion ---- */
 
-/* out = a^-1 modulo f = x^m + x^k1 + 1 (k2 == 0) or x^m + x^k1 + x^k2 + x^k3 + 1,
- * m not a multiple of 32 and at most 448, m > k1 > k2 > k3. a must be
- * reduced; out must have been made with lnm2pclear(out, m); out may be a.
- * a = 0 has no inverse: the result is then 0. */
+/* out = a^-1 modulo f = x^m + x^k1 + 1 (k2 = k3 = 0) or
+ * x^m + x^k1 + x^k2 + x^k3 + 1 (m > k1 > k2 > k3 > 0), for any m below 448
+ * that is not a multiple of 32 (the four supported fields run on their
+ * kernels). a must be reduced; out must have been made with
+ * lnm2pclear(out, m); out may be a. a = 0, which has no inverse, gives 0, and
+ * so do exponents outside these rules (out's words are then zeroed). */
 LNCEXT_API uint32_t *lnm2invm(uint32_t *out, const uint32_t *a, uint32_t m, uint32_t k1,
                               uint32_t k2, uint32_t k3);
 
