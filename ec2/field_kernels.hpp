@@ -2,8 +2,8 @@
 // arrays: the arithmetic under every GF(2^m) multiplication of the curve code.
 //
 // Two interchangeable paths with bit-identical results:
-//  - nibble: 32 x 32-bit carry-less products built from a four-entry table
-//    of the multiplicand, for any CPU (the only path of 32-bit and portable
+//  - nibble: 32 x 32-bit carry-less products built from a table of the
+//    multiplicand's sixteen nibble multiples, for any CPU (the only path of 32-bit and portable
 //    builds);
 //  - clmul (x86_64 only, not in portable builds): 64 x 64-bit products with
 //    the PCLMULQDQ instruction, used when the CPU has it.
@@ -83,19 +83,25 @@ inline uint32_t spread16(uint32_t x) {
 struct Nibble {
     using limb = uint32_t;
 
-    // hi:lo = a * b. The four multiples 0, a, ax, ax + a (truncated to 32
-    // bits) give a * nibble for every nibble of b as two lookups; the
-    // nibbles are accumulated Horner-fashion from the top. Each partial
-    // product loses only what a's top three bits shift past bit 31; those
-    // bits are put back from b under masks (all-ones when the bit of a is
-    // set), so there is no branch on the operands.
+    // hi:lo = a * b. The sixteen multiples a * v, v < 16, truncated to 32
+    // bits, give a * nibble for each nibble of b with one lookup; the eight
+    // partial products are placed independently (no chain through the
+    // accumulator). Truncation drops only what a's top three bits push past
+    // bit 31; those bits are put back from b under masks (all ones when the
+    // bit of a is set), so nothing branches on the operands.
     static inline void mul1(uint32_t *c, uint32_t a, uint32_t b) {
-        const uint32_t u[4] = {0, a, a << 1, (a << 1) ^ a};
-        uint32_t lo = 0, hi = 0;
-        for (int k = 28; k >= 0; k -= 4) {
-            const uint32_t t = (u[(b >> (k + 2)) & 3] << 2) ^ u[(b >> k) & 3];
-            hi = (hi << 4) | (lo >> 28);
-            lo = (lo << 4) ^ t;
+        uint32_t u[16];
+        u[0] = 0;
+        u[1] = a;
+        for (int i = 2; i < 16; i += 2) {
+            u[i] = u[i / 2] << 1;
+            u[i + 1] = u[i] ^ a;
+        }
+        uint32_t lo = u[b & 15], hi = 0;
+        for (int k = 4; k < 32; k += 4) {
+            const uint32_t t = u[(b >> k) & 15];
+            lo ^= t << k;
+            hi ^= t >> (32 - k);
         }
         hi ^= ((b & 0xEEEEEEEEu) >> 1) & (0u - (a >> 31));
         hi ^= ((b & 0xCCCCCCCCu) >> 2) & (0u - ((a >> 30) & 1));
