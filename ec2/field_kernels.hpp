@@ -3,15 +3,15 @@
 //
 // Two interchangeable paths with bit-identical results:
 //  - nibble: 32 x 32-bit carry-less products built from a table of the
-//    multiplicand's sixteen nibble multiples, for any CPU (the only path of 32-bit and portable
-//    builds);
+//    multiplicand's sixteen nibble multiples, for any CPU (the only path of
+//    32-bit and portable builds);
 //  - clmul (x86_64 only, not in portable builds): 64 x 64-bit products with
 //    the PCLMULQDQ instruction, used when the CPU has it.
 // The nibble products are assembled by the Karatsuba tree below; the
 // instruction path multiplies schoolbook-style in registers. The reduction
-// modulo the field polynomial is shared. The exported kernels (kernels.cpp) choose
-// a path once per process; the tests include this header to run both paths
-// side by side whatever the machine chose.
+// modulo the field polynomial is shared. The exported kernels (kernels.cpp)
+// choose a path once per process; the tests include this header to run both
+// paths side by side whatever the machine chose.
 #pragma once
 
 #include <algorithm>
