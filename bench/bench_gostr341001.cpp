@@ -16,7 +16,7 @@
 
 #include "lncext/gostr341001.h"
 
-#if defined(LNCEXT_BENCH_OPENSSL)
+#if defined(LNCEXT_HAVE_OPENSSL)
 #define OPENSSL_SUPPRESS_DEPRECATED 1
 #include <openssl/ec.h>
 #include <openssl/engine.h>
@@ -188,7 +188,7 @@ BENCHMARK_CAPTURE(BM_nettle, sign_gc256b, 1);
 BENCHMARK_CAPTURE(BM_nettle, verify_gc256b, 2);
 BENCHMARK_CAPTURE(BM_nettle, vko_point_gc256b, 3);
 
-#if defined(LNCEXT_BENCH_OPENSSL)
+#if defined(LNCEXT_HAVE_OPENSSL)
 
 // ---- OpenSSL GOST engine, parameter set A ----
 

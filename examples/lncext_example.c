@@ -1,6 +1,7 @@
 /*
  * A first tour of lncext: big numbers, GOST 28147-89 and its hash, Streebog,
- * the 128-bit block cipher, GOST R 34.10-2001 signatures and VKO, and RSA.
+ * the 128-bit block cipher, GOST R 34.10-2001 signatures and VKO, RSA, and
+ * DSTU 4145-2002 signatures and key agreement.
  *
  * Build and run it with
  *   cmake -S . -B build/example -DLNCEXT_BUILD_TESTS=OFF
@@ -8,6 +9,7 @@
  *   ./build/example/examples/lncext_example
  */
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/random.h>
 
@@ -271,11 +273,95 @@ static int rsa(void) {
     return memcmp(dec, msg, sizeof msg) != 0;
 }
 
+static void dstu4145(void) {
+    /* The m = 257 curve of DSTU 4145-2002 (x^257 + x^12 + 1, a = 0, cofactor
+     * 4), every value a little-endian byte string as the dstu_* functions
+     * take it. The library holds no curve parameters of its own. */
+    static const char b_hex[] =
+        "10bee3db6aea9e1f86578c45c12594ff942394a7d738f9187e6515017294f4ce01";
+    static const char n_hex[] =
+        "0d477d901477e1d387e982f13a2159670000000000000000000000000000008000";
+    static const char g_hex[] =
+        "b70fd2d8dce8a93423c6101bca91c47a007e6c300b26cd556c9b0e7d20ef292a00"
+        "ef14d856f12c708b970bd6a9932c81e60231a0eed8f6cc9f44d444f71fd4860601";
+    static const char message[] = "Signed with DSTU 4145-2002";
+    /* The context carries the base point's table: keep it off the stack. */
+    static dstu_ctx ctx;
+    static dstu_bspool_ctx alice_pool, bob_pool;
+    uint8_t b[33], n[33], g[66], bp[33];
+    uint8_t alice_priv[DSTU_MAX_KEY_BYTES], alice_pub[DSTU_MAX_FIELD_BYTES];
+    uint8_t bob_priv[DSTU_MAX_KEY_BYTES], bob_pub[DSTU_MAX_FIELD_BYTES];
+    uint8_t hash[32], sig[DSTU_MAX_SIG_BYTES], z1[DSTU_MAX_FIELD_BYTES], z2[DSTU_MAX_FIELD_BYTES];
+    int bplen = sizeof bp, alen = sizeof alice_priv, apub = sizeof alice_pub;
+    int blen = sizeof bob_priv, bpub = sizeof bob_pub, siglen = sizeof sig, z1len, z2len;
+    streebog_ctx md;
+
+    puts("DSTU 4145-2002, m = 257");
+    from_hex(b, b_hex, sizeof b);
+    from_hex(n, n_hex, sizeof n);
+    from_hex(g, g_hex, sizeof g);
+    /* Curve, then the base point (compressed from its two coordinates) and
+     * its order, then the cofactor that dhua_zz may apply. */
+    if (dstu_init_curve(&ctx, 257, 12, 0, 0, 0, sizeof b, b) != DSTU_OK ||
+        dstu_cppubk(&ctx, bp, &bplen, g) != DSTU_OK ||
+        dstu_init_pgen(&ctx, bplen, bp, sizeof n, n) != DSTU_OK) {
+        puts("  curve rejected");
+        return;
+    }
+    ctx.cofactor = 4;
+
+    /* Each party has a pool of precomputed random pairs; an application may
+     * call dstu_bspool_step in idle time to fill it ahead of need. */
+    dstu_bspool_init(&alice_pool, &ctx, platform_random);
+    dstu_bspool_init(&bob_pool, &ctx, platform_random);
+    while (dstu_bspool_step(&alice_pool) == 0) {
+    }
+    if (dstu_gen_keys(&ctx, &alice_pool, &alen, alice_priv, &apub, alice_pub) != DSTU_OK ||
+        dstu_gen_keys(&ctx, &bob_pool, &blen, bob_priv, &bpub, bob_pub) != DSTU_OK) {
+        puts("  key generation failed");
+        return;
+    }
+    print_hex("Alice Q", alice_pub, (size_t)apub);
+
+    /* Sign a Streebog-256 hash of the message; verify it, then a tampered
+     * copy. */
+    streebog256_init(&md);
+    streebog256_update(&md, message, (uint32_t)strlen(message));
+    streebog256_final(hash, &md);
+    if (dstu_sign(&ctx, &alice_pool, alen, alice_priv, 8 * sizeof hash, hash, &siglen, sig) !=
+        DSTU_OK) {
+        puts("  signing failed");
+        return;
+    }
+    print_hex("signature", sig, (size_t)siglen);
+    printf("  verify     %s\n",
+           dstu_verify(&ctx, apub, alice_pub, 8 * sizeof hash, hash, siglen, sig) == DSTU_OK
+               ? "valid"
+               : "INVALID");
+    hash[0] ^= 1;
+    printf("  tampered   %s\n", dstu_verify(&ctx, apub, alice_pub, 8 * sizeof hash, hash, siglen,
+                                            sig) == DSTU_BAD_SIGNATURE
+                                    ? "rejected"
+                                    : "ACCEPTED");
+
+    /* Key agreement: each side combines its private key with the other's
+     * public key (times the cofactor) and both arrive at the same secret. */
+    if (dhua_zz(&ctx, alen, alice_priv, bpub, bob_pub, 1, &z1len, z1) != DSTU_OK ||
+        dhua_zz(&ctx, blen, bob_priv, apub, alice_pub, 1, &z2len, z2) != DSTU_OK) {
+        puts("  key agreement failed");
+        return;
+    }
+    print_hex("shared", z1, (size_t)z1len);
+    printf("  agreed     %s\n",
+           z1len == z2len && memcmp(z1, z2, (size_t)z1len) == 0 ? "yes" : "NO");
+}
+
 int main(void) {
     big_numbers();
     gost28147();
     streebog();
     kuznyechik();
     gost_signatures();
+    dstu4145();
     return rsa();
 }

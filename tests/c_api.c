@@ -122,11 +122,58 @@ static void rsa(void) {
           "RSA encrypt/decrypt round trip");
 }
 
+/* DSTU 4145-2002 appendix B.1 (m = 163), every value little-endian: the
+ * curve, the example's base point and order, then its signature reproduced
+ * through a pool whose random source returns the example's e. */
+static void hex_to(uint8_t *out, const char *hex) {
+    size_t i;
+    for (i = 0; hex[2 * i]; i++) {
+        unsigned int v;
+        sscanf(hex + 2 * i, "%2x", &v);
+        out[i] = (uint8_t)v;
+    }
+}
+
+static int example_e(uint8_t *buf, uint32_t len) {
+    uint8_t e[21];
+    hex_to(e, "c6617f242d93128ede791d7a2b01db97bd405e0201");
+    memset(buf, 0, len);
+    memcpy(buf, e, len < sizeof e ? len : sizeof e);
+    return 0;
+}
+
+static void dstu4145(void) {
+    static dstu_ctx ctx;
+    static dstu_bspool_ctx pool;
+    uint8_t b[21], n[21], pxy[42], bp[21], priv[21], hash[32], sig[DSTU_MAX_SIG_BYTES];
+    int bplen = sizeof bp, siglen = sizeof sig;
+
+    hex_to(b, "215d45c1198a635e9203b40a21c82d2a460861ff05");
+    hex_to(n, "4df1bc392d26e22bc1be0200000000000000000004");
+    hex_to(pxy,
+           "2004548c5c8874feaf01fff97dc23aa9937f862d079bfdc3ad2211b84a5f9d59c5972b8547399c4a2200");
+    hex_to(priv, "3e5a9b1c0c7973d0f89371d647ff5179df0ff68301");
+    hex_to(hash, "ff4722f5aeed76eb2e5373df6d1680715bb92e3a8886e4ae9a0c917742c4c909");
+    check(dstu_init_curve(&ctx, 163, 7, 6, 3, 1, sizeof b, b) == DSTU_OK, "dstu_init_curve");
+    check(dstu_cppubk(&ctx, bp, &bplen, pxy) == DSTU_OK, "dstu_cppubk");
+    check(dstu_init_pgen(&ctx, bplen, bp, sizeof n, n) == DSTU_OK, "dstu_init_pgen");
+    check(dstu_bspool_init(&pool, &ctx, example_e) == DSTU_OK, "dstu_bspool_init");
+    check(dstu_sign(&ctx, &pool, sizeof priv, priv, 256, hash, &siglen, sig) == DSTU_OK &&
+              siglen == 42,
+          "dstu_sign");
+    check(
+        hex_equals(
+            sig, 42,
+            "a7088d06937ade9af524a4800d4a01aa0c2cea7402ca5a61b332a3d65b0f238c8e2b83317395860d1002"),
+        "DSTU 4145 example B.1 signature");
+}
+
 int main(void) {
     bignum();
     hashes();
     ciphers();
     rsa();
+    dstu4145();
     if (failures == 0) printf("C API: all checks passed\n");
     return failures != 0;
 }

@@ -3,6 +3,7 @@
 #define LNCEXT_LNCEXT_H
 
 #include "lncext/bignum.h"
+#include "lncext/dstu4145.h"
 #include "lncext/gost28147.h"
 #include "lncext/gostr341001.h"
 #include "lncext/gostr341194.h"
