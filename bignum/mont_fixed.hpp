@@ -50,6 +50,23 @@ namespace lncext::mont {
 
 inline constexpr std::size_t kMaxFixedWords = 16;
 
+// Calls row(0) .. row(Count - 1). The rows of a product are unrolled when
+// they hold at most 128 multiply-accumulates (Count rows of Width), which
+// covers every 64-bit-limb kernel and the 32-bit ones up to 8 words; larger
+// 32-bit sizes keep a loop over the rows with each row unrolled, which
+// measured within a few percent at 16 words and is a fraction of the code
+// (fully unrolled, the 32-bit kernels of all sizes took about a megabyte).
+template <std::size_t Count, std::size_t Width, class Row>
+[[gnu::always_inline]] inline void rows(Row &&row) {
+    if constexpr (Count * Width <= 128) {
+#pragma GCC unroll 16
+        for (std::size_t i = 0; i < Count; ++i) row(i);
+    } else {
+#pragma GCC unroll 1
+        for (std::size_t i = 0; i < Count; ++i) row(i);
+    }
+}
+
 // ---------------------------------------------------------------------------
 // 32-bit words, 64-bit products.
 namespace w32 {
@@ -82,10 +99,9 @@ inline void select(u32 *r, const u32 *q, u32 top, const u32 *m) {
 // top carry cc <= 1, below 2^33, so cc stays 0 or 1. The total is
 // t + U m < R^2 + R m, so q = T[N ..] + cc R < R + m < 2R.
 template <std::size_t N>
-inline void reduce(u32 *r, u32 *T, const u32 *m, u32 n0) {
+[[gnu::noinline]] void reduce(u32 *r, u32 *T, const u32 *m, u32 n0) {
     u32 cc = 0;
-#pragma GCC unroll 16
-    for (std::size_t i = 0; i < N; ++i) {
+    rows<N, N>([&](std::size_t i) {
         const u32 u = T[i] * n0;  // T[i] + u m[0] = 0 mod 2^32
         u32 c = 0;
 #pragma GCC unroll 16
@@ -97,7 +113,7 @@ inline void reduce(u32 *r, u32 *T, const u32 *m, u32 n0) {
         const u64 s = u64(T[i + N]) + c + cc;
         T[i + N] = u32(s);
         cc = u32(s >> 32);
-    }
+    });
     select<N>(r, T + N, cc, m);
 }
 
@@ -107,10 +123,9 @@ inline void reduce(u32 *r, u32 *T, const u32 *m, u32 n0) {
 // and a top bit; during a step t + a[i] b + u m < 2R + 2 (2^32 - 1) R fits
 // the N + 2 words. Each multiply-accumulate is bounded as in reduce.
 template <std::size_t N>
-inline void mul(u32 *r, const u32 *a, const u32 *b, const u32 *m, u32 n0) {
+[[gnu::noinline]] void mul(u32 *r, const u32 *a, const u32 *b, const u32 *m, u32 n0) {
     u32 t[N + 2] = {};
-#pragma GCC unroll 16
-    for (std::size_t i = 0; i < N; ++i) {
+    rows<N, 2 * N>([&](std::size_t i) {
         const u32 ai = a[i];
         u32 c = 0;
 #pragma GCC unroll 16
@@ -134,22 +149,20 @@ inline void mul(u32 *r, const u32 *a, const u32 *b, const u32 *m, u32 n0) {
         s = u64(t[N]) + c;
         t[N - 1] = u32(s);
         t[N] = t[N + 1] + u32(s >> 32);
-    }
+    });
     select<N>(r, t, t[N], m);
 }
 
 // Full square, each cross product once, then doubled with the diagonal
 // added, then reduced.
 template <std::size_t N>
-inline void sqr(u32 *r, const u32 *a, const u32 *m, u32 n0) {
+[[gnu::noinline]] void sqr(u32 *r, const u32 *a, const u32 *m, u32 n0) {
     u32 T[2 * N];
     T[0] = 0;
     T[2 * N - 1] = 0;
     // Row i adds a[i] a[i + 1 ..] at word 2i + 1 and stores its carry in
     // word i + N, which no earlier row reached.
-#pragma GCC unroll 16
-    for (std::size_t i = 0; i < N; ++i) {
-        if (i + 1 == N) break;
+    rows<N - 1, N / 2>([&](std::size_t i) {
         u32 c = 0;
 #pragma GCC unroll 16
         for (std::size_t j = i + 1; j < N; ++j) {
@@ -158,7 +171,7 @@ inline void sqr(u32 *r, const u32 *a, const u32 *m, u32 n0) {
             c = u32(s >> 32);
         }
         T[i + N] = c;
-    }
+    });
     // The cross products sum to less than a^2 / 2, so the bit shifted out
     // of the top is zero; the running carry c is 0 or 1 because the total
     // is exactly a^2 < 2^(64 N).
@@ -179,7 +192,7 @@ inline void sqr(u32 *r, const u32 *a, const u32 *m, u32 n0) {
 }
 
 template <std::size_t N>
-inline void redc(u32 *r, const u32 *t, const u32 *m, u32 n0) {
+[[gnu::noinline]] void redc(u32 *r, const u32 *t, const u32 *m, u32 n0) {
     u32 T[2 * N];
     std::memcpy(T, t, sizeof T);
     reduce<N>(r, T, m, n0);
@@ -247,13 +260,12 @@ inline void select(u32 *r, const u64 *q, u64 top, const u64 *M) {
 // (2^64 - 1)^2 + 2 (2^64 - 1) = 2^128 - 1; the limb past each row takes
 // c < 2^64 and the top carry cc <= 1, so cc stays 0 or 1 (q < R + m).
 template <std::size_t N>
-inline void reduce(u32 *r, u64 *T, const u64 *M, u32 n0) {
+[[gnu::noinline]] void reduce(u32 *r, u64 *T, const u64 *M, u32 n0) {
     constexpr std::size_t H = N / 2, L = (N + 1) / 2;
     u64 cc = 0;
     if constexpr (H != 0) {
         const u64 n64 = inverse64(n0, M[0]);
-#pragma GCC unroll 16
-        for (std::size_t i = 0; i < H; ++i) {
+        rows<H, L>([&](std::size_t i) {
             const u64 u = T[i] * n64;
             u64 c = 0;
 #pragma GCC unroll 16
@@ -265,7 +277,7 @@ inline void reduce(u32 *r, u64 *T, const u64 *M, u32 n0) {
             const u128 s = u128(T[i + L]) + c + cc;
             T[i + L] = u64(s);
             cc = u64(s >> 64);
-        }
+        });
     }
     if constexpr (N % 2 == 0) {
         select<N>(r, T + L, cc, M);
@@ -294,7 +306,7 @@ inline void reduce(u32 *r, u64 *T, const u64 *M, u32 n0) {
 // of a makes the last step, a 32-bit one, after which t is shifted right
 // by 32 bits instead of one limb.
 template <std::size_t N>
-inline void mul(u32 *r, const u32 *a, const u32 *b, const u32 *m, u32 n0) {
+[[gnu::noinline]] void mul(u32 *r, const u32 *a, const u32 *b, const u32 *m, u32 n0) {
     constexpr std::size_t H = N / 2, L = (N + 1) / 2;
     u64 A[L], B[L], M[L];
     load<N>(A, a);
@@ -316,8 +328,7 @@ inline void mul(u32 *r, const u32 *a, const u32 *b, const u32 *m, u32 n0) {
     };
     if constexpr (H != 0) {
         const u64 n64 = inverse64(n0, M[0]);
-#pragma GCC unroll 16
-        for (std::size_t i = 0; i < H; ++i) {
+        rows<H, 2 * L>([&](std::size_t i) {
             add_row(A[i]);
             const u64 u = t[0] * n64;
             u128 s = u128(u) * M[0] + t[0];  // low limb 0: dropped by the shift
@@ -331,7 +342,7 @@ inline void mul(u32 *r, const u32 *a, const u32 *b, const u32 *m, u32 n0) {
             s = u128(t[L]) + c;
             t[L - 1] = u64(s);
             t[L] = t[L + 1] + u64(s >> 64);
-        }
+        });
     }
     if constexpr (N % 2 != 0) {
         add_row(A[H]);
@@ -356,16 +367,14 @@ inline void mul(u32 *r, const u32 *a, const u32 *b, const u32 *m, u32 n0) {
 // added), then reduced. For odd N the top limb is one word, so a^2 < 2^(64 N)
 // leaves the last limb of T zero.
 template <std::size_t N>
-inline void sqr(u32 *r, const u32 *a, const u32 *m, u32 n0) {
+[[gnu::noinline]] void sqr(u32 *r, const u32 *a, const u32 *m, u32 n0) {
     constexpr std::size_t L = (N + 1) / 2;
     u64 A[L], M[L], T[2 * L];
     load<N>(A, a);
     load<N>(M, m);
     T[0] = 0;
     T[2 * L - 1] = 0;
-#pragma GCC unroll 16
-    for (std::size_t i = 0; i < L; ++i) {
-        if (i + 1 == L) break;
+    rows<L - 1, L / 2>([&](std::size_t i) {
         u64 c = 0;
 #pragma GCC unroll 16
         for (std::size_t j = i + 1; j < L; ++j) {
@@ -374,7 +383,7 @@ inline void sqr(u32 *r, const u32 *a, const u32 *m, u32 n0) {
             c = u64(s >> 64);
         }
         T[i + L] = c;
-    }
+    });
     // Doubling as in w32::sqr; within a limb pair the low half plus c wraps
     // only when it becomes 0, so at most one of its two additions carries,
     // and the high half of x^2 is at most 2^64 - 2, so adding that carry
@@ -401,7 +410,7 @@ inline void sqr(u32 *r, const u32 *a, const u32 *m, u32 n0) {
 }
 
 template <std::size_t N>
-inline void redc(u32 *r, const u32 *t, const u32 *m, u32 n0) {
+[[gnu::noinline]] void redc(u32 *r, const u32 *t, const u32 *m, u32 n0) {
     constexpr std::size_t L = (N + 1) / 2;
     u64 M[L], T[2 * L];
     load<N>(M, m);
