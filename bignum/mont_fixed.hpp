@@ -31,12 +31,21 @@
 // 16 words (a 17-word slot) calls them directly; one that keeps its elements
 // as N-word digit arrays calls the templates.
 //
+// Method: the product and the reduction are one pass over the columns of
+// a b + U m (finely integrated product scanning, see scan below), fully
+// unrolled, with a three-limb accumulator in registers; the square takes
+// each cross product once. The reduction alone (mont_redc, lnmmontcom) is
+// word-serial with its rows unrolled. Each kernel is instantiated out of
+// line once per size and shared by the templates, the tables and the
+// big-number forms.
+//
 // Paths: with a 64 x 64 -> 128-bit product (LNCEXT_HAVE_INT128) two words
 // form one 64-bit limb, N/2 limbs for even N; an odd N takes (N - 1)/2 limb
-// steps and one last 32-bit step, so the quotient is the one of R = 2^(32 N)
-// and not of a limb-rounded R. Without it (i386, the portable build) the
-// kernels work in 32-bit words with 64-bit products. Both paths are compiled
-// where they can be (namespaces w32 and w64) and give identical words.
+// digits of U and one last 32-bit digit, so the quotient is the one of
+// R = 2^(32 N) and not of a limb-rounded R. Without it (i386, the portable
+// build) the kernels work in 32-bit words with 64-bit products. Both paths
+// are compiled where they can be (namespaces w32 and w64) and give
+// identical words.
 #pragma once
 
 #include <array>
@@ -50,20 +59,88 @@ namespace lncext::mont {
 
 inline constexpr std::size_t kMaxFixedWords = 16;
 
-// Calls row(0) .. row(Count - 1). The rows of a product are unrolled when
-// they hold at most 128 multiply-accumulates (Count rows of Width), which
-// covers every 64-bit-limb kernel and the 32-bit ones up to 8 words; larger
-// 32-bit sizes keep a loop over the rows with each row unrolled, which
-// measured within a few percent at 16 words and is a fraction of the code
-// (fully unrolled, the 32-bit kernels of all sizes took about a megabyte).
-template <std::size_t Count, std::size_t Width, class Row>
-[[gnu::always_inline]] inline void rows(Row &&row) {
-    if constexpr (Count * Width <= 128) {
+// Three-limb accumulator of the product-scanning kernels (limb width W,
+// Wide a double limb): value lo + hi 2^(2W).
+template <class Limb, class Wide>
+struct Acc {
+    static constexpr unsigned W = 8 * sizeof(Limb);
+    Wide lo = 0;
+    Limb hi = 0;
+    void mac(Limb x, Limb y) {
+        const Wide p = Wide(x) * y;
+        lo += p;
+        hi += lo < p;
+    }
+    void add_twice(const Acc &x) {
+        const Wide d = x.lo << 1;
+        lo += d;
+        hi += Limb(lo < d) + (x.hi << 1 | Limb(x.lo >> (2 * W - 1)));
+    }
+    // Returns the low limb and moves the rest down one limb.
+    Limb shift() {
+        const Limb low = Limb(lo);
+        lo = lo >> W | Wide(hi) << W;
+        hi = 0;
+        return low;
+    }
+};
+
+// Montgomery product (or square) by product scanning with the reduction
+// interleaved (finely integrated product scanning). Column k of
+// a b + U m is summed in the accumulator: the products a_i b_(k-i), then
+// u_i m_(k-i) for the reduction digits already chosen; in the L low
+// columns the digit u_k = column * nl mod 2^W is chosen and u_k m_0 added,
+// which clears the column; the columns from L up are the quotient q. A
+// column holds at most 2L + 1 products below 2^(2W) and the carry from the
+// column below, under (2L + 2) 2^(2W) < 2^(3W), so the accumulator never
+// overflows; doubled cross products of a square are below the same bound.
+// With HalfLast (an odd word count on 64-bit limbs, the top limb one word)
+// the last low column takes a 32-bit digit from n0, clearing only its low
+// half, so that U < 2^(32 N) = R; q then starts 32 bits into that column.
+// Writes q (L limbs) and its top bits (0 or 1) into q[0 .. L].
+template <class Limb, class Wide, std::size_t L, bool Square, bool HalfLast>
+[[gnu::always_inline]] inline void scan(Limb *q, const Limb *A, const Limb *B, const Limb *M,
+                                        Limb nl, uint32_t n0) {
+    constexpr unsigned W = 8 * sizeof(Limb);
+    constexpr std::size_t off = HalfLast ? 1 : 0;
+    Limb U[L];
+    Limb c[L + 1 + off];
+    Acc<Limb, Wide> acc;
+#pragma GCC unroll 32
+    for (std::size_t k = 0; k + 1 < 2 * L; ++k) {
+        const std::size_t lo = k < L ? 0 : k - L + 1, hi = k < L ? k : L - 1;
+        if constexpr (Square) {
+            Acc<Limb, Wide> cross;
 #pragma GCC unroll 16
-        for (std::size_t i = 0; i < Count; ++i) row(i);
+            for (std::size_t i = lo; i < k - i; ++i) cross.mac(A[i], A[k - i]);
+            acc.add_twice(cross);
+            if (k % 2 == 0) acc.mac(A[k / 2], A[k / 2]);
+        } else {
+#pragma GCC unroll 16
+            for (std::size_t i = lo; i <= hi; ++i) acc.mac(A[i], B[k - i]);
+        }
+#pragma GCC unroll 16
+        for (std::size_t i = lo; i <= hi && i < k; ++i) acc.mac(U[i], M[k - i]);
+        if (k >= L) {
+            c[k - L + off] = acc.shift();
+        } else if (HalfLast && k + 1 == L) {
+            U[k] = Limb(uint32_t(uint32_t(acc.lo) * n0));
+            acc.mac(U[k], M[0]);
+            c[0] = acc.shift();
+        } else {
+            U[k] = Limb(acc.lo) * nl;
+            acc.mac(U[k], M[0]);
+            acc.shift();
+        }
+    }
+    c[L - 1 + off] = acc.shift();
+    c[L + off] = Limb(acc.lo);
+    if constexpr (HalfLast) {
+#pragma GCC unroll 16
+        for (std::size_t j = 0; j <= L; ++j) q[j] = c[j] >> 32 | c[j + 1] << (W - 32);
     } else {
-#pragma GCC unroll 1
-        for (std::size_t i = 0; i < Count; ++i) row(i);
+#pragma GCC unroll 16
+        for (std::size_t j = 0; j <= L; ++j) q[j] = c[j];
     }
 }
 
@@ -101,7 +178,8 @@ inline void select(u32 *r, const u32 *q, u32 top, const u32 *m) {
 template <std::size_t N>
 [[gnu::noinline]] void reduce(u32 *r, u32 *T, const u32 *m, u32 n0) {
     u32 cc = 0;
-    rows<N, N>([&](std::size_t i) {
+#pragma GCC unroll 1
+    for (std::size_t i = 0; i < N; ++i) {
         const u32 u = T[i] * n0;  // T[i] + u m[0] = 0 mod 2^32
         u32 c = 0;
 #pragma GCC unroll 16
@@ -113,82 +191,24 @@ template <std::size_t N>
         const u64 s = u64(T[i + N]) + c + cc;
         T[i + N] = u32(s);
         cc = u32(s >> 32);
-    });
+    }
     select<N>(r, T + N, cc, m);
 }
 
-// Interleaved product and reduction (coarsely integrated operand scanning):
-// t = (t + a[i] b + u m) / 2^32 for each word of a. After step i,
-// t = (a[0 .. i] b + U_i m) / 2^(32 (i + 1)) < R + m < 2R, so t holds N words
-// and a top bit; during a step t + a[i] b + u m < 2R + 2 (2^32 - 1) R fits
-// the N + 2 words. Each multiply-accumulate is bounded as in reduce.
+// Product and reduction in one pass over the columns (scan above).
 template <std::size_t N>
 [[gnu::noinline]] void mul(u32 *r, const u32 *a, const u32 *b, const u32 *m, u32 n0) {
-    u32 t[N + 2] = {};
-    rows<N, 2 * N>([&](std::size_t i) {
-        const u32 ai = a[i];
-        u32 c = 0;
-#pragma GCC unroll 16
-        for (std::size_t j = 0; j < N; ++j) {
-            const u64 s = u64(ai) * b[j] + t[j] + c;
-            t[j] = u32(s);
-            c = u32(s >> 32);
-        }
-        u64 s = u64(t[N]) + c;
-        t[N] = u32(s);
-        t[N + 1] = u32(s >> 32);
-        const u32 u = t[0] * n0;
-        s = u64(u) * m[0] + t[0];  // low word 0: dropped by the shift
-        c = u32(s >> 32);
-#pragma GCC unroll 16
-        for (std::size_t j = 1; j < N; ++j) {
-            s = u64(u) * m[j] + t[j] + c;
-            t[j - 1] = u32(s);
-            c = u32(s >> 32);
-        }
-        s = u64(t[N]) + c;
-        t[N - 1] = u32(s);
-        t[N] = t[N + 1] + u32(s >> 32);
-    });
-    select<N>(r, t, t[N], m);
+    u32 q[N + 1];
+    scan<u32, u64, N, false, false>(q, a, b, m, n0, n0);
+    select<N>(r, q, q[N], m);
 }
 
-// Full square, each cross product once, then doubled with the diagonal
-// added, then reduced.
+// As mul, each cross product a_i a_j (i < j) taken once and doubled.
 template <std::size_t N>
 [[gnu::noinline]] void sqr(u32 *r, const u32 *a, const u32 *m, u32 n0) {
-    u32 T[2 * N];
-    T[0] = 0;
-    T[2 * N - 1] = 0;
-    // Row i adds a[i] a[i + 1 ..] at word 2i + 1 and stores its carry in
-    // word i + N, which no earlier row reached.
-    rows<N - 1, N / 2>([&](std::size_t i) {
-        u32 c = 0;
-#pragma GCC unroll 16
-        for (std::size_t j = i + 1; j < N; ++j) {
-            const u64 s = u64(a[i]) * a[j] + (i == 0 ? 0u : T[i + j]) + c;
-            T[i + j] = u32(s);
-            c = u32(s >> 32);
-        }
-        T[i + N] = c;
-    });
-    // The cross products sum to less than a^2 / 2, so the bit shifted out
-    // of the top is zero; the running carry c is 0 or 1 because the total
-    // is exactly a^2 < 2^(64 N).
-    u32 top = 0, c = 0;
-#pragma GCC unroll 16
-    for (std::size_t i = 0; i < N; ++i) {
-        const u32 lo = T[2 * i], hi = T[2 * i + 1];
-        const u64 sq = u64(a[i]) * a[i];
-        // Each sum below is under 2^33.
-        u64 s = u64(lo << 1 | top) + u32(sq) + c;
-        T[2 * i] = u32(s);
-        s = u64(hi << 1 | lo >> 31) + u32(sq >> 32) + u32(s >> 32);
-        T[2 * i + 1] = u32(s);
-        c = u32(s >> 32);
-        top = hi >> 31;
-    }
-    reduce<N>(r, T, m, n0);
+    u32 q[N + 1];
+    scan<u32, u64, N, true, false>(q, a, a, m, n0, n0);
+    select<N>(r, q, q[N], m);
 }
 
 template <std::size_t N>
@@ -265,7 +285,8 @@ template <std::size_t N>
     u64 cc = 0;
     if constexpr (H != 0) {
         const u64 n64 = inverse64(n0, M[0]);
-        rows<H, L>([&](std::size_t i) {
+#pragma GCC unroll 1
+        for (std::size_t i = 0; i < H; ++i) {
             const u64 u = T[i] * n64;
             u64 c = 0;
 #pragma GCC unroll 16
@@ -277,7 +298,7 @@ template <std::size_t N>
             const u128 s = u128(T[i + L]) + c + cc;
             T[i + L] = u64(s);
             cc = u64(s >> 64);
-        });
+        }
     }
     if constexpr (N % 2 == 0) {
         select<N>(r, T + L, cc, M);
@@ -300,113 +321,27 @@ template <std::size_t N>
     }
 }
 
-// Interleaved product and reduction over limbs, as w32::mul: after each
-// step t = (partial a) b / 2^k + U m / 2^k < R + m, so t fits L limbs and a
-// small top limb; t + A_i B + u M < 2^(64 (L + 2)). For odd N the top word
-// of a makes the last step, a 32-bit one, after which t is shifted right
-// by 32 bits instead of one limb.
+// As w32::mul over limbs; an odd N ends the reduction with a 32-bit digit
+// (N / 2 full limb digits and one word: U < 2^(32 N)).
 template <std::size_t N>
 [[gnu::noinline]] void mul(u32 *r, const u32 *a, const u32 *b, const u32 *m, u32 n0) {
-    constexpr std::size_t H = N / 2, L = (N + 1) / 2;
-    u64 A[L], B[L], M[L];
+    constexpr std::size_t L = (N + 1) / 2;
+    u64 A[L], B[L], M[L], q[L + 1];
     load<N>(A, a);
     load<N>(B, b);
     load<N>(M, m);
-    u64 t[L + 2] = {};
-    // t += x B; x < 2^64, each step bounded as in reduce.
-    auto add_row = [&](u64 x) {
-        u64 c = 0;
-#pragma GCC unroll 16
-        for (std::size_t j = 0; j < L; ++j) {
-            const u128 s = u128(x) * B[j] + t[j] + c;
-            t[j] = u64(s);
-            c = u64(s >> 64);
-        }
-        const u128 s = u128(t[L]) + c;
-        t[L] = u64(s);
-        t[L + 1] = u64(s >> 64);
-    };
-    if constexpr (H != 0) {
-        const u64 n64 = inverse64(n0, M[0]);
-        rows<H, 2 * L>([&](std::size_t i) {
-            add_row(A[i]);
-            const u64 u = t[0] * n64;
-            u128 s = u128(u) * M[0] + t[0];  // low limb 0: dropped by the shift
-            u64 c = u64(s >> 64);
-#pragma GCC unroll 16
-            for (std::size_t j = 1; j < L; ++j) {
-                s = u128(u) * M[j] + t[j] + c;
-                t[j - 1] = u64(s);
-                c = u64(s >> 64);
-            }
-            s = u128(t[L]) + c;
-            t[L - 1] = u64(s);
-            t[L] = t[L + 1] + u64(s >> 64);
-        });
-    }
-    if constexpr (N % 2 != 0) {
-        add_row(A[H]);
-        const u64 u = u32(u32(t[0]) * n0);
-        u64 c = 0;
-#pragma GCC unroll 16
-        for (std::size_t j = 0; j < L; ++j) {
-            const u128 s = u128(u) * M[j] + t[j] + c;
-            t[j] = u64(s);
-            c = u64(s >> 64);
-        }
-        const u128 s = u128(t[L]) + c;
-        t[L] = u64(s);
-        t[L + 1] += u64(s >> 64);
-#pragma GCC unroll 16
-        for (std::size_t j = 0; j <= L; ++j) t[j] = t[j] >> 32 | t[j + 1] << 32;
-    }
-    select<N>(r, t, t[L], M);
+    scan<u64, u128, L, false, N % 2 != 0>(q, A, B, M, inverse64(n0, M[0]), n0);
+    select<N>(r, q, q[L], M);
 }
 
-// Full square of the L limbs of a (cross products once, doubled, diagonal
-// added), then reduced. For odd N the top limb is one word, so a^2 < 2^(64 N)
-// leaves the last limb of T zero.
 template <std::size_t N>
 [[gnu::noinline]] void sqr(u32 *r, const u32 *a, const u32 *m, u32 n0) {
     constexpr std::size_t L = (N + 1) / 2;
-    u64 A[L], M[L], T[2 * L];
+    u64 A[L], M[L], q[L + 1];
     load<N>(A, a);
     load<N>(M, m);
-    T[0] = 0;
-    T[2 * L - 1] = 0;
-    rows<L - 1, L / 2>([&](std::size_t i) {
-        u64 c = 0;
-#pragma GCC unroll 16
-        for (std::size_t j = i + 1; j < L; ++j) {
-            const u128 s = u128(A[i]) * A[j] + (i == 0 ? 0u : T[i + j]) + c;
-            T[i + j] = u64(s);
-            c = u64(s >> 64);
-        }
-        T[i + L] = c;
-    });
-    // Doubling as in w32::sqr; within a limb pair the low half plus c wraps
-    // only when it becomes 0, so at most one of its two additions carries,
-    // and the high half of x^2 is at most 2^64 - 2, so adding that carry
-    // cannot wrap.
-    u64 top = 0, c = 0;
-#pragma GCC unroll 16
-    for (std::size_t i = 0; i < L; ++i) {
-        const u64 lo = T[2 * i], hi = T[2 * i + 1];
-        const u64 dlo = lo << 1 | top, dhi = hi << 1 | lo >> 63;
-        top = hi >> 63;
-        const u128 sq = u128(A[i]) * A[i];
-        u64 sl = u64(sq), sh = u64(sq >> 64);
-        sl += c;
-        u64 k = sl < c;
-        sl += dlo;
-        k += sl < dlo;
-        sh += k;
-        sh += dhi;
-        c = sh < dhi;
-        T[2 * i] = sl;
-        T[2 * i + 1] = sh;
-    }
-    reduce<N>(r, T, M, n0);
+    scan<u64, u128, L, true, N % 2 != 0>(q, A, A, M, inverse64(n0, M[0]), n0);
+    select<N>(r, q, q[L], M);
 }
 
 template <std::size_t N>
