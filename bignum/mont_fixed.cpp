@@ -34,17 +34,13 @@ inline bool fits(uint32_t Rbits, const uint32_t *m) {
     return n >= 1 && n <= kMaxFixedWords && Rbits == 32 * n;
 }
 
-// The digits of the big number a as n words (a[0] <= n), zeros above.
-inline void pad(uint32_t *d, const uint32_t *a, uint32_t n) {
+// The digits of the big number a as n words (a[0] <= n): a's own when it
+// has n of them, else a copy in d padded with zeros.
+inline const uint32_t *digits(uint32_t *d, const uint32_t *a, uint32_t n) {
+    if (a[0] == n) return a + 1;
     std::memcpy(d, a + 1, a[0] * sizeof(uint32_t));
     std::memset(d + a[0], 0, (n - a[0]) * sizeof(uint32_t));
-}
-
-// r = the n words z as a normalised big number.
-inline void finish(uint32_t *r, const uint32_t *z, uint32_t n) {
-    std::memcpy(r + 1, z, n * sizeof(uint32_t));
-    r[0] = n;
-    lncext::bn::clip(r);
+    return d;
 }
 
 }  // namespace
@@ -55,35 +51,36 @@ constexpr FixedTable<RedcFn> kRedcFixed = redc_table(Sizes{});
 static_assert(kMulFixed[0] == nullptr && kMulFixed[8] == &native::mul<8>);
 static_assert(kRedcFixed[kMaxFixedWords] == &native::redc<kMaxFixedWords>);
 
+// The kernels read all their input before they write, and write exactly n
+// words, so they work in place on the digits of the result.
 bool mul_fixed(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a,
                const uint32_t *b, uint32_t *r) {
     const uint32_t n = m[0];
     if (!fits(Rbits, m) || a[0] > n || b[0] > n) return false;
-    uint32_t x[kMaxFixedWords], y[kMaxFixedWords], z[kMaxFixedWords];
-    pad(x, a, n);
-    pad(y, b, n);
-    kMulFixed[n](z, x, y, m + 1, minv);
-    finish(r, z, n);
+    uint32_t x[kMaxFixedWords], y[kMaxFixedWords];
+    kMulFixed[n](r + 1, digits(x, a, n), digits(y, b, n), m + 1, minv);
+    r[0] = n;
+    lncext::bn::clip(r);
     return true;
 }
 
 bool sqr_fixed(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a, uint32_t *r) {
     const uint32_t n = m[0];
     if (!fits(Rbits, m) || a[0] > n) return false;
-    uint32_t x[kMaxFixedWords], z[kMaxFixedWords];
-    pad(x, a, n);
-    kSqrFixed[n](z, x, m + 1, minv);
-    finish(r, z, n);
+    uint32_t x[kMaxFixedWords];
+    kSqrFixed[n](r + 1, digits(x, a, n), m + 1, minv);
+    r[0] = n;
+    lncext::bn::clip(r);
     return true;
 }
 
 bool redc_fixed(uint32_t minv, uint32_t Rbits, const uint32_t *m, uint32_t *t) {
     const uint32_t n = m[0];
     if (!fits(Rbits, m) || t[0] > 2 * n) return false;
-    uint32_t x[2 * kMaxFixedWords], z[kMaxFixedWords];
-    pad(x, t, 2 * n);
-    kRedcFixed[n](z, x, m + 1, minv);
-    finish(t, z, n);
+    uint32_t x[2 * kMaxFixedWords];
+    kRedcFixed[n](t + 1, digits(x, t, 2 * n), m + 1, minv);
+    t[0] = n;
+    lncext::bn::clip(t);
     return true;
 }
 
