@@ -6,8 +6,8 @@
 // x < m R that is the residue x R^-1 mod m, which is checked as well.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -120,17 +120,15 @@ Words reduction_input(Rng &g, const Words &m, const Words &a, const Words &b, in
     set(z, a.data(), n);
     set(y, b.data(), n);
     mpz_mul(z, z, y);
+    if (shape == 3) {
+        set(z, m.data(), n);
+        mpz_mul_2exp(z, z, 32 * n);
+        mpz_sub_ui(z, z, 1);
+    }
     Words t = words_of(z, 2 * n);
     if (shape == 1)
         for (auto &w : t) w = g.word();
     if (shape == 2) t.assign(2 * n, ~0u);
-    if (shape == 3) {
-        t.assign(n, 0);
-        t.insert(t.end(), m.begin(), m.end());
-        for (size_t i = 0; i < n; ++i) t[i] = ~0u;
-        for (size_t i = n; t[i]-- == 0; ++i) {
-        }
-    }
     return t;
 }
 
@@ -140,15 +138,15 @@ Words reduction_input(Rng &g, const Words &m, const Words &a, const Words &b, in
 template <class F>
 ::testing::AssertionResult writes(const Words &want, const Words &init, F &&f) {
     constexpr uint32_t kGuard = 0xC0FFEE11u;
+    const size_t n = want.size(), used = std::max(init.size(), n);
     Words r(init);
-    r.resize(std::max(init.size(), want.size()) + 4, kGuard);
-    const size_t n = want.size();
-    for (size_t i = n; i < init.size(); ++i) r[i] = init[i];
+    r.resize(used + 4, kGuard);
     f(r.data());
     if (!std::equal(want.begin(), want.end(), r.begin()))
         return ::testing::AssertionFailure() << "wrong words";
-    for (size_t i = std::max(init.size(), n); i < r.size(); ++i)
-        if (r[i] != kGuard) return ::testing::AssertionFailure() << "wrote past n words";
+    if (!std::equal(r.begin() + n, r.begin() + used, init.begin() + std::min(n, init.size())) ||
+        std::count(r.begin() + used, r.end(), kGuard) != 4)
+        return ::testing::AssertionFailure() << "wrote past n words";
     return ::testing::AssertionSuccess();
 }
 
