@@ -10,6 +10,7 @@
 #include "bignum/bignum_internal.hpp"
 #include "bignum/kernels.hpp"
 #include "bignum/words.hpp"
+#include "bignum/mont_fixed.hpp"
 #include "lncext/bignum.h"
 
 namespace {
@@ -42,6 +43,7 @@ LNCEXT_API uint32_t lnminverse(uint32_t x) {
 }
 
 LNCEXT_API uint32_t *lnmmontcom(uint32_t minv, uint32_t Rbits, const uint32_t *m, uint32_t *t) {
+    if (lncext::mont::redc_fixed(minv, Rbits, m, t)) return t;
     const uint32_t n = m[0];
     const uint32_t top = 2 * n + 1;
     if (t[0] < top) std::memset(t + t[0] + 1, 0, (top - t[0]) * sizeof(uint32_t));
@@ -69,6 +71,7 @@ LNCEXT_API uint32_t *lnmmontcom(uint32_t minv, uint32_t Rbits, const uint32_t *m
 
 LNCEXT_API uint32_t *lnmmulmont(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a,
                                 const uint32_t *b, uint32_t *r) {
+    if (lncext::mont::mul_fixed(minv, Rbits, m, a, b, r)) return r;
     if (a[0] == 0 || b[0] == 0) {
         r[0] = 0;
     } else {
@@ -80,6 +83,7 @@ LNCEXT_API uint32_t *lnmmulmont(uint32_t minv, uint32_t Rbits, const uint32_t *m
 
 LNCEXT_API uint32_t *lnmsqrmont(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a,
                                 uint32_t *r) {
+    if (lncext::mont::sqr_fixed(minv, Rbits, m, a, r)) return r;
     if (a[0] == 0) {
         r[0] = 0;
     } else {
