@@ -9,8 +9,8 @@
 
 #include "bignum/bignum_internal.hpp"
 #include "bignum/kernels.hpp"
-#include "bignum/words.hpp"
 #include "bignum/mont_fixed.hpp"
+#include "bignum/words.hpp"
 #include "lncext/bignum.h"
 
 namespace {
