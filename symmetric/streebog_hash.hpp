@@ -27,7 +27,6 @@ inline void compress(typename P::Value &h, const typename P::Value &m, const typ
     typename P::Value k = P::lpsx(h, n);
     typename P::Value t = P::lpsx(k, m);
     k = P::lpsx(k, P::load(streebog_c[0]));
-#pragma GCC unroll 11
     for (int i = 1; i < 12; i++) {
         t = P::lpsx(t, k);
         k = P::lpsx(k, P::load(streebog_c[i]));
