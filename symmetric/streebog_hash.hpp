@@ -21,15 +21,15 @@ namespace lncext::streebog {
 
 // h = E(K, m) ^ h ^ m with K derived from h ^ n. The twelve rounds run
 // interleaved with the key schedule, so each step is two independent LPS
-// passes the processor can overlap.
+// passes the processor can overlap. P::lpsx_constant(k, i) is LPS(k ^ C_i).
 template <class P>
 inline void compress(typename P::Value &h, const typename P::Value &m, const typename P::Value &n) {
     typename P::Value k = P::lpsx(h, n);
     typename P::Value t = P::lpsx(k, m);
-    k = P::lpsx(k, P::load(streebog_c[0]));
+    k = P::lpsx_constant(k, 0);
     for (int i = 1; i < 12; i++) {
         t = P::lpsx(t, k);
-        k = P::lpsx(k, P::load(streebog_c[i]));
+        k = P::lpsx_constant(k, i);
     }
     h = h ^ t ^ k ^ m;
 }

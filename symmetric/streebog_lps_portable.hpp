@@ -60,6 +60,11 @@ struct PortableLps {
         }
         return r;
     }
+
+    // LPS(a ^ C_i).
+    static Value lpsx_constant(const Value &a, int i) {
+        return lpsx(a, load(streebog_c[i]));
+    }
 };
 
 }  // namespace lncext::streebog

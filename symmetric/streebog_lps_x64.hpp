@@ -48,7 +48,18 @@ struct X64Lps {
     // leave no room for them in registers. Always inlined, so the passes of a
     // compression run back to back and the processor overlaps the key
     // schedule's pass with the state's.
-    __attribute__((always_inline)) static Value lpsx(const Value &a, const Value &c);
+    template <class A, class C>
+    __attribute__((always_inline)) static Value pass(const A &a, const C &c);
+
+    __attribute__((always_inline)) static Value lpsx(const Value &a, const Value &c) {
+        return pass(a, c);
+    }
+
+    // LPS(a ^ C_i), the round constant read where it lies rather than
+    // copied to the stack first.
+    __attribute__((always_inline)) static Value lpsx_constant(const Value &a, int i) {
+        return pass(a, streebog_c[i]);
+    }
 };
 
 // clang-format off
@@ -68,7 +79,9 @@ struct X64Lps {
     LNCEXT_SB_PAIR(op, off, "r6", "r7", "")
 // clang-format on
 
-__attribute__((always_inline)) inline X64Lps::Value X64Lps::lpsx(const Value &a, const Value &c) {
+template <class A, class C>
+__attribute__((always_inline)) inline X64Lps::Value X64Lps::pass(const A &a, const C &c) {
+    static_assert(sizeof(A) == 64 && sizeof(C) == 64);
     uint64_t r0, r1, r2, r3, r4, r5, r6, r7;
     // clang-format off
     __asm__(
