@@ -1,0 +1,142 @@
+// The 128-bit block cipher on row tables: the path the library runs.
+//
+// L is linear over GF(2), so L applied to a block is the XOR of L applied to
+// each of its bytes in its own position. A round's substitution acts byte by
+// byte before L, so both fold into one lookup per byte: row j, entry b holds
+// L(pi(b) placed at byte j). A round is then sixteen 16-byte rows XORed
+// together (sixteen tables of 256 rows, 64 KiB), instead of the 144
+// multiplications of the register steps. The inverse tables hold
+// L^-1(pi^-1(b) placed at byte j) for decryption.
+//
+// Decryption runs as L^-1 S^-1 X[K] L^-1 ... : with y = L^-1(x), the step
+// x -> L^-1(S^-1(x) XOR K) is one row lookup XORed with L^-1(K), so it takes
+// round keys passed through L^-1 (DecKeys). The first L^-1 comes before any
+// S^-1, so it looks up pi(b): L^-1(b at byte j) is the inverse row of pi(b).
+//
+// On x86_64 a block is one SSE2 register; elsewhere (i386, the portable
+// build) it is two 64-bit words, in memory order either way, so a row is
+// loaded as it lies in the table.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <utility>
+
+#include "common/platform.hpp"
+
+#if defined(LNCEXT_HAVE_X86_64)
+#include <emmintrin.h>
+#endif
+
+// The exported pi and its inverse under hidden names, addressed without the
+// global offset table (defined beside the exported arrays).
+extern "C" {
+extern const uint8_t lncext_kuzn_pi[256];
+extern const uint8_t lncext_kuzn_pi_inv[256];
+}
+
+namespace lncext::kuzn {
+
+// 16 bytes of a block in memory order, as two words only so that a table of
+// them is aligned for a 16-byte load.
+struct alignas(16) Row {
+    uint64_t w[2];
+};
+static_assert(sizeof(Row) == 16 && alignof(Row) == 16);
+
+// [j][b] = L(pi(b) at byte j), and [j][b] = L^-1(pi^-1(b) at byte j).
+using Rows = std::array<std::array<Row, 256>, 16>;
+static_assert(sizeof(Rows) == 65536);
+extern const Rows ls_rows;
+extern const Rows ls_inv_rows;
+
+#if defined(LNCEXT_HAVE_X86_64)
+struct Block {
+    __m128i v;
+    static Block load(const uint8_t *p) {
+        return {_mm_loadu_si128(reinterpret_cast<const __m128i *>(p))};
+    }
+    static Block of(const Row &r) {
+        return {_mm_load_si128(reinterpret_cast<const __m128i *>(&r))};
+    }
+    void store(uint8_t *p) const { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
+    friend Block operator^(Block a, Block b) { return {_mm_xor_si128(a.v, b.v)}; }
+};
+#else
+struct Block {
+    uint64_t w[2];
+    static Block load(const uint8_t *p) {
+        Block b;
+        std::memcpy(b.w, p, 16);
+        return b;
+    }
+    static Block of(const Row &r) { return {{r.w[0], r.w[1]}}; }
+    void store(uint8_t *p) const { std::memcpy(p, w, 16); }
+    friend Block operator^(Block a, Block b) { return {{a.w[0] ^ b.w[0], a.w[1] ^ b.w[1]}}; }
+};
+#endif
+
+// The XOR over j of t[j][b[j]]: one round on the bytes of a block.
+template <size_t... J>
+inline Block sum_rows(const Rows &t, const uint8_t *b, std::index_sequence<J...>) {
+    return (Block::of(t[J][b[J]]) ^ ...);
+}
+
+// x[n] = sum of t's rows for the bytes of x[n] mapped through sub (identity
+// when null), for N blocks side by side so that their lookups overlap.
+template <size_t N>
+inline void lookup(const Rows &t, Block *x, const uint8_t *sub = nullptr) {
+    alignas(16) uint8_t b[N][16];
+    for (size_t n = 0; n < N; n++) x[n].store(b[n]);
+    if (sub != nullptr)
+        for (size_t n = 0; n < N; n++)
+            for (size_t j = 0; j < 16; j++) b[n][j] = sub[b[n][j]];
+    for (size_t n = 0; n < N; n++) x[n] = sum_rows(t, b[n], std::make_index_sequence<16>{});
+}
+
+// Encrypts N blocks with the round keys K1..K10 (160 bytes).
+template <size_t N>
+inline void encrypt(Block *x, const uint8_t *rk) {
+    for (int i = 0; i < 9; i++) {
+        const Block k = Block::load(rk + 16 * i);
+        for (size_t n = 0; n < N; n++) x[n] = x[n] ^ k;
+        lookup<N>(ls_rows, x);
+    }
+    const Block k = Block::load(rk + 144);
+    for (size_t n = 0; n < N; n++) x[n] = x[n] ^ k;
+}
+
+// Round keys for decryption: k[0] = K1 and k[9] = K10 as they are, k[i] =
+// L^-1(K(i+1)) for i = 1..8. Derived from the key, so wiped after use.
+struct DecKeys {
+    Block k[10];
+};
+
+inline void make_dec_keys(DecKeys &d, const uint8_t *rk) {
+    for (int i = 0; i < 10; i++) d.k[i] = Block::load(rk + 16 * i);
+    Block mid[8];
+    for (int i = 0; i < 8; i++) mid[i] = d.k[i + 1];
+    lookup<8>(ls_inv_rows, mid, lncext_kuzn_pi);
+    for (int i = 0; i < 8; i++) d.k[i + 1] = mid[i];
+}
+
+// Decrypts N blocks.
+template <size_t N>
+inline void decrypt(Block *x, const DecKeys &d) {
+    for (size_t n = 0; n < N; n++) x[n] = x[n] ^ d.k[9];
+    lookup<N>(ls_inv_rows, x, lncext_kuzn_pi);
+    for (int i = 8; i >= 1; i--) {
+        lookup<N>(ls_inv_rows, x);
+        for (size_t n = 0; n < N; n++) x[n] = x[n] ^ d.k[i];
+    }
+    alignas(16) uint8_t b[16];
+    for (size_t n = 0; n < N; n++) {
+        x[n].store(b);
+        for (int j = 0; j < 16; j++) b[j] = lncext_kuzn_pi_inv[b[j]];
+        x[n] = Block::load(b) ^ d.k[0];
+    }
+}
+
+}  // namespace lncext::kuzn
