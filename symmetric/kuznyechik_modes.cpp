@@ -100,10 +100,7 @@ LNCEXT_API void kuzn_ctr_update(kuzn_ctr_ctx *ctx, const void *in, void *out, ui
     uint64_t hi = uint64_t(ctx->counter[3]) << 32 | ctx->counter[2];
     uint64_t lo = uint64_t(ctx->counter[1]) << 32 | ctx->counter[0];
     auto next_counter = [&hi, &lo](Block &b) {
-        uint8_t c[16];
-        lncext::store_be64(c, hi);
-        lncext::store_be64(c + 8, lo);
-        b = Block::load(c);
+        b = Block::big_endian(hi, lo);
         hi += ++lo == 0;
     };
     if (len >= 16) {

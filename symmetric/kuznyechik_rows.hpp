@@ -24,6 +24,7 @@
 #include <cstring>
 #include <utility>
 
+#include "common/bytes.hpp"
 #include "common/platform.hpp"
 
 #if defined(LNCEXT_HAVE_X86_64)
@@ -61,6 +62,12 @@ struct Block {
     static Block of(const Row &r) {
         return {_mm_load_si128(reinterpret_cast<const __m128i *>(&r))};
     }
+    // The 128-bit number hi:lo, most significant byte first (built in
+    // registers: two 8-byte stores read back as one 16-byte load would stall).
+    static Block big_endian(uint64_t hi, uint64_t lo) {
+        return {_mm_set_epi64x(static_cast<long long>(__builtin_bswap64(lo)),
+                               static_cast<long long>(__builtin_bswap64(hi)))};
+    }
     void store(uint8_t *p) const { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
     friend Block operator^(Block a, Block b) { return {_mm_xor_si128(a.v, b.v)}; }
 };
@@ -73,6 +80,13 @@ struct Block {
         return b;
     }
     static Block of(const Row &r) { return {{r.w[0], r.w[1]}}; }
+    // The 128-bit number hi:lo, most significant byte first.
+    static Block big_endian(uint64_t hi, uint64_t lo) {
+        uint8_t b[16];
+        store_be64(b, hi);
+        store_be64(b + 8, lo);
+        return load(b);
+    }
     void store(uint8_t *p) const { std::memcpy(p, w, 16); }
     friend Block operator^(Block a, Block b) { return {{a.w[0] ^ b.w[0], a.w[1] ^ b.w[1]}}; }
 };
