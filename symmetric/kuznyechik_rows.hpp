@@ -92,23 +92,66 @@ struct Block {
 };
 #endif
 
-// The XOR over j of t[j][b[j]]: one round on the bytes of a block.
+// A round: x[n] = XOR over j of t[j][sub[b_j]] for the bytes b_j of x[n]
+// (sub is the identity when null), for N blocks side by side so that their
+// lookups overlap. On x86_64 the bytes come out of two 64-bit registers by
+// shifts, which leaves the load ports to the rows; elsewhere through a
+// 16-byte buffer.
+#if defined(LNCEXT_HAVE_X86_64)
+inline void halves(Block x, uint64_t &lo, uint64_t &hi) {
+    lo = uint64_t(_mm_cvtsi128_si64(x.v));
+    hi = uint64_t(_mm_cvtsi128_si64(_mm_unpackhi_epi64(x.v, x.v)));
+}
+
+inline uint8_t byte_at(uint64_t lo, uint64_t hi, size_t j, const uint8_t *sub) {
+    const uint8_t b = uint8_t((j < 8 ? lo : hi) >> (8 * (j % 8)));
+    return sub != nullptr ? sub[b] : b;
+}
+
+template <size_t... J>
+inline Block sum_rows(const Rows &t, uint64_t lo, uint64_t hi, const uint8_t *sub,
+                      std::index_sequence<J...>) {
+    return (Block::of(t[J][byte_at(lo, hi, J, sub)]) ^ ...);
+}
+
+template <size_t N>
+inline void lookup(const Rows &t, Block *x, const uint8_t *sub = nullptr) {
+    uint64_t lo[N], hi[N];
+    for (size_t n = 0; n < N; n++) halves(x[n], lo[n], hi[n]);
+    for (size_t n = 0; n < N; n++)
+        x[n] = sum_rows(t, lo[n], hi[n], sub, std::make_index_sequence<16>{});
+}
+
+// Every byte of x replaced by sub of it.
+inline Block substitute(Block x, const uint8_t *sub) {
+    uint64_t lo, hi, s[2] = {0, 0};
+    halves(x, lo, hi);
+    for (size_t j = 0; j < 16; j++) s[j / 8] |= uint64_t(byte_at(lo, hi, j, sub)) << (8 * (j % 8));
+    return {_mm_set_epi64x(static_cast<long long>(s[1]), static_cast<long long>(s[0]))};
+}
+#else
 template <size_t... J>
 inline Block sum_rows(const Rows &t, const uint8_t *b, std::index_sequence<J...>) {
     return (Block::of(t[J][b[J]]) ^ ...);
 }
 
-// x[n] = sum of t's rows for the bytes of x[n] mapped through sub (identity
-// when null), for N blocks side by side so that their lookups overlap.
 template <size_t N>
 inline void lookup(const Rows &t, Block *x, const uint8_t *sub = nullptr) {
-    alignas(16) uint8_t b[N][16];
+    uint8_t b[N][16];
     for (size_t n = 0; n < N; n++) x[n].store(b[n]);
     if (sub != nullptr)
         for (size_t n = 0; n < N; n++)
             for (size_t j = 0; j < 16; j++) b[n][j] = sub[b[n][j]];
     for (size_t n = 0; n < N; n++) x[n] = sum_rows(t, b[n], std::make_index_sequence<16>{});
 }
+
+inline Block substitute(Block x, const uint8_t *sub) {
+    uint8_t b[16];
+    x.store(b);
+    for (size_t j = 0; j < 16; j++) b[j] = sub[b[j]];
+    return Block::load(b);
+}
+#endif
 
 // Encrypts N blocks with the round keys K1..K10 (160 bytes).
 template <size_t N>
@@ -145,12 +188,7 @@ inline void decrypt(Block *x, const DecKeys &d) {
         lookup<N>(ls_inv_rows, x);
         for (size_t n = 0; n < N; n++) x[n] = x[n] ^ d.k[i];
     }
-    alignas(16) uint8_t b[16];
-    for (size_t n = 0; n < N; n++) {
-        x[n].store(b);
-        for (int j = 0; j < 16; j++) b[j] = lncext_kuzn_pi_inv[b[j]];
-        x[n] = Block::load(b) ^ d.k[0];
-    }
+    for (size_t n = 0; n < N; n++) x[n] = substitute(x[n], lncext_kuzn_pi_inv) ^ d.k[0];
 }
 
 }  // namespace lncext::kuzn
