@@ -103,6 +103,7 @@ inline void halves(Block x, uint64_t &lo, uint64_t &hi) {
     hi = uint64_t(_mm_cvtsi128_si64(_mm_unpackhi_epi64(x.v, x.v)));
 }
 
+// Byte j of the block in memory order (x86_64 is little-endian).
 inline uint8_t byte_at(uint64_t lo, uint64_t hi, size_t j, const uint8_t *sub) {
     const uint8_t b = uint8_t((j < 8 ? lo : hi) >> (8 * (j % 8)));
     return sub != nullptr ? sub[b] : b;
@@ -173,10 +174,7 @@ struct DecKeys {
 
 inline void make_dec_keys(DecKeys &d, const uint8_t *rk) {
     for (int i = 0; i < 10; i++) d.k[i] = Block::load(rk + 16 * i);
-    Block mid[8];
-    for (int i = 0; i < 8; i++) mid[i] = d.k[i + 1];
-    lookup<8>(ls_inv_rows, mid, lncext_kuzn_pi);
-    for (int i = 0; i < 8; i++) d.k[i + 1] = mid[i];
+    lookup<8>(ls_inv_rows, d.k + 1, lncext_kuzn_pi);  // L^-1(b) is the inverse row of pi(b)
 }
 
 // Decrypts N blocks.
