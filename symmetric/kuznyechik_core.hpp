@@ -135,10 +135,13 @@ template <const TableSet &T>
 struct ByteCipher {
     using L = Linear<T>;
 
+    // L on 16 bytes in place.
+    static void kuzn_linear(uint8_t *block) { L::apply(block); }
+
     static void encrypt(uint8_t *x, const uint8_t *rk) {
         for (int i = 0; i < 9; i++) {
             for (int j = 0; j < 16; j++) x[j] = T.pi[x[j] ^ rk[16 * i + j]];
-            L::apply(x);
+            kuzn_linear(x);
         }
         for (int j = 0; j < 16; j++) x[j] ^= rk[144 + j];
     }
@@ -161,9 +164,9 @@ struct ByteCipher {
         for (unsigned i = 1; i <= 32; i++) {
             uint8_t c[16] = {};
             c[15] = uint8_t(i);
-            L::apply(c);
+            kuzn_linear(c);
             for (int j = 0; j < 16; j++) t[j] = T.pi[a1[j] ^ c[j]];
-            L::apply(t);
+            kuzn_linear(t);
             for (int j = 0; j < 16; j++) t[j] ^= a0[j];
             std::memcpy(a0, a1, 16);
             std::memcpy(a1, t, 16);
