@@ -1,16 +1,22 @@
-// Internals of the 128-bit block cipher: the field arithmetic and tables
-// (generated at compile time from the substitution pi and the reduction
-// polynomial), and the linear layer L and its inverse.
+// Internals of the 128-bit block cipher: the field arithmetic and small
+// tables (generated at compile time from the substitution pi and the
+// reduction polynomial), and the byte-oriented linear layer L and its
+// inverse, with the block transforms and key schedule built on it.
 //
 // The linear layer is sixteen steps of a byte shift register. Each step sums
 // fifteen bytes times fixed coefficients in GF(2^8); products come from
 // 256-byte multiply-by-constant tables, and bytes whose coefficient is 1 are
 // XORed in directly. The steps are generated as straight-line code.
+//
+// The library itself runs the row-table path (kuznyechik_rows.hpp); this
+// byte-oriented path is the definition it is generated from and checked
+// against, and the tests compare the two on the same inputs.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include "symmetric/pi.hpp"
@@ -123,9 +129,53 @@ struct Linear {
     static void apply_inv(uint8_t *x) { steps_inv(x, std::make_index_sequence<16>{}); }
 };
 
-// Single-block transforms with the ten round keys K1..K10 stored as 160
-// consecutive bytes; in place on 16 bytes. Hidden inside the library.
-void encrypt_block(uint8_t *block, const uint8_t *round_keys);
-void decrypt_block(uint8_t *block, const uint8_t *round_keys);
+// Block transforms and key schedule on the byte-oriented linear layer, in
+// place on 16 bytes; the ten round keys K1..K10 are 160 consecutive bytes.
+template <const TableSet &T>
+struct ByteCipher {
+    using L = Linear<T>;
+
+    // L on 16 bytes in place.
+    static void kuzn_linear(uint8_t *block) { L::apply(block); }
+
+    static void encrypt(uint8_t *x, const uint8_t *rk) {
+        for (int i = 0; i < 9; i++) {
+            for (int j = 0; j < 16; j++) x[j] = T.pi[x[j] ^ rk[16 * i + j]];
+            kuzn_linear(x);
+        }
+        for (int j = 0; j < 16; j++) x[j] ^= rk[144 + j];
+    }
+
+    static void decrypt(uint8_t *x, const uint8_t *rk) {
+        for (int j = 0; j < 16; j++) x[j] ^= rk[144 + j];
+        for (int i = 8; i >= 0; i--) {
+            L::apply_inv(x);
+            for (int j = 0; j < 16; j++) x[j] = uint8_t(T.pi_inv[x[j]] ^ rk[16 * i + j]);
+        }
+    }
+
+    // The 32 Feistel steps with the iteration constants C_i = L(0^120 || i).
+    static void setup_keys(uint8_t *rk, const uint8_t *key) {
+        uint8_t a1[16], a0[16], t[16];
+        std::memcpy(a1, key, 16);
+        std::memcpy(a0, key + 16, 16);
+        std::memcpy(rk, a1, 16);
+        std::memcpy(rk + 16, a0, 16);
+        for (unsigned i = 1; i <= 32; i++) {
+            uint8_t c[16] = {};
+            c[15] = uint8_t(i);
+            kuzn_linear(c);
+            for (int j = 0; j < 16; j++) t[j] = T.pi[a1[j] ^ c[j]];
+            kuzn_linear(t);
+            for (int j = 0; j < 16; j++) t[j] ^= a0[j];
+            std::memcpy(a0, a1, 16);
+            std::memcpy(a1, t, 16);
+            if (i % 8 == 0) {
+                std::memcpy(rk + 32 * (i / 8), a1, 16);
+                std::memcpy(rk + 32 * (i / 8) + 16, a0, 16);
+            }
+        }
+    }
+};
 
 }  // namespace lncext::kuzn
