@@ -92,25 +92,39 @@ LNCEXT_GOST_INLINE void cycle(uint32_t (&a)[Lanes], uint32_t (&b)[Lanes], const 
     rounds(a, b, keys, t, std::make_index_sequence<Rounds / 2>{});
 }
 
-// One block through the 32 rounds: returns (c31, c32) as (n1, n2), the
-// standard's output order.
+// Lanes independent blocks through the 32 rounds: lane l returns (c31, c32)
+// as (n1[l], n2[l]), the standard's output order.
+template <std::size_t Lanes>
+LNCEXT_GOST_INLINE void crypt32(uint32_t (&n1)[Lanes], uint32_t (&n2)[Lanes], const uint32_t *keys,
+                                const uint32_t *t) {
+    uint32_t a[Lanes], b[Lanes];
+    for (std::size_t l = 0; l < Lanes; l++) a[l] = n1[l], b[l] = n2[l];
+    cycle<32>(a, b, SharedKeys{keys}, t);
+    for (std::size_t l = 0; l < Lanes; l++) n1[l] = b[l], n2[l] = a[l];
+}
+
+// One block through the 32 rounds.
 LNCEXT_GOST_INLINE void crypt32(uint32_t &n1, uint32_t &n2, const uint32_t *keys,
                                 const uint32_t *t) {
     uint32_t a[1] = {n1}, b[1] = {n2};
-    cycle<32>(a, b, SharedKeys{keys}, t);
-    n1 = b[0];
-    n2 = a[0];
+    crypt32(a, b, keys, t);
+    n1 = a[0];
+    n2 = b[0];
 }
 
-// Two independent blocks through the same 32 rounds.
-LNCEXT_GOST_INLINE void crypt32x2(uint32_t (&n1)[2], uint32_t (&n2)[2], const uint32_t *keys,
-                                  const uint32_t *t) {
-    uint32_t a[2] = {n1[0], n1[1]}, b[2] = {n2[0], n2[1]};
-    cycle<32>(a, b, SharedKeys{keys}, t);
-    n1[0] = b[0];
-    n1[1] = b[1];
-    n2[0] = a[0];
-    n2[1] = a[1];
+// Blocks the independent-block paths run interleaved: with four lanes the
+// table lookups of one round of four blocks are in flight together, which
+// is what the round's latency needs to be hidden.
+inline constexpr std::size_t kLanes = 4;
+
+// Calls body.template operator()<L>(i) for consecutive groups of L blocks
+// starting at block i, covering blocks [0, blocks): groups of Lanes while
+// they last, then halving the group size for the rest, so a tail takes at
+// most one group of each smaller size.
+template <std::size_t Lanes, typename Body>
+LNCEXT_GOST_INLINE void in_groups(std::size_t blocks, Body &&body, std::size_t first = 0) {
+    for (; blocks >= Lanes; blocks -= Lanes, first += Lanes) body.template operator()<Lanes>(first);
+    if constexpr (Lanes > 1) in_groups<Lanes / 2>(blocks, body, first);
 }
 
 // The 16 rounds of the MAC: returns (c16, c15) as (n1, n2).
