@@ -123,10 +123,16 @@ LNCEXT_GOST_INLINE void crypt32(uint32_t &n1, uint32_t &n2, const uint32_t *keys
 
 // Blocks the independent-block paths run interleaved. A round of one block
 // waits about 10.6 cycles for its lookups but issues only about 13
-// operations, so lanes fill the gap: on x86_64 four lanes still wait on the
-// chain (about 195 MB/s), eight keep the load and ALU ports busy (about
-// 235 MB/s; six measured the same, and eight halves evenly for the tail).
+// operations, so lanes fill the gap while their words fit in registers. On
+// x86_64 (16 registers) four lanes still wait on the chain (about 195 MB/s),
+// eight keep the load and ALU ports busy (about 220 MB/s; six measured the
+// same, and eight halve evenly for the tail). On 32-bit x86 (7 registers)
+// eight lanes spill and four are faster (190 against 182 MB/s; two: 128).
+#if UINTPTR_MAX > 0xFFFFFFFFu
 inline constexpr std::size_t kLanes = 8;
+#else
+inline constexpr std::size_t kLanes = 4;
+#endif
 
 // Calls body.template operator()<L>(i) for consecutive groups of L blocks
 // starting at block i, covering blocks [0, blocks): groups of Lanes while
