@@ -5,6 +5,7 @@
 #include <nettle/gosthash94.h>
 
 #include <cstdint>
+#include <ctime>
 #include <vector>
 
 #include "lncext/gost28147.h"
@@ -90,6 +91,50 @@ void BM_lncext_hash(benchmark::State &state) {
     done(state, n);
 }
 
+#if defined(__x86_64__) || defined(__i386__)
+// CPU time of this thread: the machine is shared, so wall time includes
+// other programs' turns.
+double thread_seconds() {
+    timespec ts;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) + 1e-9 * double(ts.tv_nsec);
+}
+
+// The latency of the serial paths in core cycles: the 32-round and the
+// 16-round cycle chained (each output is the next input, as in CFB
+// encryption and the MAC), timed beside a chain of dependent additions of one
+// cycle each in the same iteration, which gives the core clock whatever the
+// frequency the shared machine runs at.
+void BM_round_latency(benchmark::State &state) {
+    const int rounds = int(state.range(0));
+    constexpr int kBlocks = 2000, kAdds = 64000;
+    uint32_t keys[32];
+    for (int i = 0; i < 32; i++) keys[i] = kKey[i % 8];
+    auto engine = rounds == 32 ? g28147_32Steps : g28147_16Steps;
+    uint32_t n1 = 1, n2 = 2;
+    uint64_t x = 0;
+    double t_rounds = 0, t_adds = 0;
+    for (auto _ : state) {
+        const double t0 = thread_seconds();
+        for (int i = 0; i < kBlocks; i++) engine(n1, n2, keys, CryptoPro_uz, &n1, &n2);
+        const double t1 = thread_seconds();
+        for (int i = 0; i < kAdds / 8; i++)
+            asm volatile(
+                "add %1, %0\n\tadd %1, %0\n\tadd %1, %0\n\tadd %1, %0\n\t"
+                "add %1, %0\n\tadd %1, %0\n\tadd %1, %0\n\tadd %1, %0"
+                : "+r"(x)
+                : "r"(uint64_t(i)));
+        const double t2 = thread_seconds();
+        t_rounds += t1 - t0;
+        t_adds += t2 - t1;
+    }
+    benchmark::DoNotOptimize(n1);
+    benchmark::DoNotOptimize(x);
+    state.counters["cycles_per_round"] = (t_rounds / (double(kBlocks) * rounds)) / (t_adds / kAdds);
+    state.counters["GHz"] = double(kAdds) * double(state.iterations()) / t_adds * 1e-9;
+}
+#endif
+
 void gcrypt_init() {
     static bool ready = [] {
         gcry_check_version(nullptr);
@@ -165,5 +210,8 @@ BENCHMARK(BM_gcrypt_cipher)
 BENCHMARK(BM_lncext_gamma);
 BENCHMARK(BM_lncext_mac);
 BENCHMARK(BM_gcrypt_mac);
+#if defined(__x86_64__) || defined(__i386__)
+BENCHMARK(BM_round_latency)->Arg(32)->Arg(16)->ArgName("rounds");
+#endif
 BENCHMARK(BM_lncext_hash)->Arg(kBuf)->Arg(64);
 BENCHMARK(BM_nettle_hash)->Arg(kBuf)->Arg(64);

@@ -94,23 +94,17 @@ LNCEXT_API void g28147_ecb_update(const g28147_ecb_ctx *ctx, const void *in, voi
                                   uint32_t len) {
     const uint8_t *src = static_cast<const uint8_t *>(in);
     uint8_t *dst = static_cast<uint8_t *>(out);
-    uint32_t blocks = len / 8;
-    // Pairs of blocks run interleaved; the blocks are independent.
-    for (; blocks >= 2; blocks -= 2, src += 16, dst += 16) {
-        uint32_t n1[2] = {load_le32(src), load_le32(src + 8)};
-        uint32_t n2[2] = {load_le32(src + 4), load_le32(src + 12)};
-        gost::crypt32x2(n1, n2, ctx->keys, ctx->kext);
-        store_le32(dst, n1[0]);
-        store_le32(dst + 4, n2[0]);
-        store_le32(dst + 8, n1[1]);
-        store_le32(dst + 12, n2[1]);
-    }
-    if (blocks) {
-        uint32_t n1 = load_le32(src), n2 = load_le32(src + 4);
+    // The blocks are independent: groups of them run interleaved.
+    gost::in_groups<gost::kLanes>(len / 8, [&]<std::size_t L>(std::size_t i) {
+        const uint8_t *p = src + 8 * i;
+        uint32_t n1[L], n2[L];
+        for (std::size_t l = 0; l < L; l++)
+            n1[l] = load_le32(p + 8 * l), n2[l] = load_le32(p + 8 * l + 4);
         gost::crypt32(n1, n2, ctx->keys, ctx->kext);
-        store_le32(dst, n1);
-        store_le32(dst + 4, n2);
-    }
+        uint8_t *q = dst + 8 * i;
+        for (std::size_t l = 0; l < L; l++)
+            store_le32(q + 8 * l, n1[l]), store_le32(q + 8 * l + 4, n2[l]);
+    });
 }
 
 LNCEXT_API void g28147_cfb_init_ext(g28147_cfb_ctx *ctx, int mode, const uint32_t *key,
@@ -150,33 +144,28 @@ LNCEXT_API void g28147_cfb_dec_update_blocks(g28147_cfb_ctx *ctx, const void *in
     const uint8_t *src = static_cast<const uint8_t *>(in);
     uint8_t *dst = static_cast<uint8_t *>(out);
     uint32_t r1 = ctx->N1, r2 = ctx->N2;
-    uint32_t blocks = len / 8;
     // The register of every block is the previous ciphertext block, all known
-    // in advance, so two keystream blocks are made at once. The cipher words
-    // are read before the plaintext is written (in and out may coincide).
-    for (; blocks >= 2; blocks -= 2, src += 16, dst += 16) {
-        const uint32_t c1[2] = {load_le32(src), load_le32(src + 8)};
-        const uint32_t c2[2] = {load_le32(src + 4), load_le32(src + 12)};
-        uint32_t g1[2] = {r1, c1[0]}, g2[2] = {r2, c2[0]};
-        gost::crypt32x2(g1, g2, ctx->keys, ctx->kext);
-        store_le32(dst, c1[0] ^ g1[0]);
-        store_le32(dst + 4, c2[0] ^ g2[0]);
-        store_le32(dst + 8, c1[1] ^ g1[1]);
-        store_le32(dst + 12, c2[1] ^ g2[1]);
-        r1 = c1[1];
-        r2 = c2[1];
-    }
-    if (blocks) {
-        const uint32_t c1 = load_le32(src), c2 = load_le32(src + 4);
-        uint32_t g1 = r1, g2 = r2;
+    // in advance, so a group's keystream blocks are made together. A group's
+    // cipher words are all read before its plaintext is written (in and out
+    // may coincide), and its last cipher block is the next group's register.
+    const uint32_t blocks = len / 8;
+    gost::in_groups<gost::kLanes>(blocks, [&]<std::size_t L>(std::size_t i) {
+        const uint8_t *p = src + 8 * i;
+        uint32_t c1[L], c2[L], g1[L], g2[L];
+        for (std::size_t l = 0; l < L; l++)
+            c1[l] = load_le32(p + 8 * l), c2[l] = load_le32(p + 8 * l + 4);
+        g1[0] = r1;
+        g2[0] = r2;
+        for (std::size_t l = 1; l < L; l++) g1[l] = c1[l - 1], g2[l] = c2[l - 1];
         gost::crypt32(g1, g2, ctx->keys, ctx->kext);
-        store_le32(dst, c1 ^ g1);
-        store_le32(dst + 4, c2 ^ g2);
-        r1 = c1;
-        r2 = c2;
-        src += 8;
-        dst += 8;
-    }
+        uint8_t *q = dst + 8 * i;
+        for (std::size_t l = 0; l < L; l++)
+            store_le32(q + 8 * l, c1[l] ^ g1[l]), store_le32(q + 8 * l + 4, c2[l] ^ g2[l]);
+        r1 = c1[L - 1];
+        r2 = c2[L - 1];
+    });
+    src += 8 * blocks;
+    dst += 8 * blocks;
     gost::cfb_finish(ctx, r1, r2, src, dst, len % 8);
 }
 
@@ -201,26 +190,35 @@ LNCEXT_API void g28147_ofb_update(g28147_ofb_ctx *ctx, const void *in, void *out
         *dst++ = uint8_t(*src++ ^ gost::gamma_byte(ctx, ctx->pos++));
         len--;
     }
-    // Whole blocks at a block boundary: two counter values are known at once,
-    // so their keystream blocks are made together.
-    while (len >= 16) {
-        const uint32_t a1 = ctx->N1 + gost::kC1, a2 = gost::add_c2(ctx->N2);
-        const uint32_t b1 = a1 + gost::kC1, b2 = gost::add_c2(a2);
-        uint32_t g1[2] = {a1, b1}, g2[2] = {a2, b2};
-        gost::crypt32x2(g1, g2, ctx->keys, ctx->kext);
-        store_le32(dst, load_le32(src) ^ g1[0]);
-        store_le32(dst + 4, load_le32(src + 4) ^ g2[0]);
-        store_le32(dst + 8, load_le32(src + 8) ^ g1[1]);
-        store_le32(dst + 12, load_le32(src + 12) ^ g2[1]);
-        ctx->N1 = b1;
-        ctx->N2 = b2;
-        ctx->gamma[0] = g1[1];
-        ctx->gamma[1] = g2[1];
+    // Whole blocks at a block boundary: the counter values of a group are
+    // known at once, so their keystream blocks are made together. The last
+    // one stays in the context as the used-up current block.
+    const uint32_t blocks = len / 8;
+    gost::in_groups<gost::kLanes>(blocks, [&]<std::size_t L>(std::size_t i) {
+        uint32_t g1[L], g2[L];
+        uint32_t n1 = ctx->N1, n2 = ctx->N2;
+        for (std::size_t l = 0; l < L; l++) {
+            n1 += gost::kC1;
+            n2 = gost::add_c2(n2);
+            g1[l] = n1;
+            g2[l] = n2;
+        }
+        gost::crypt32(g1, g2, ctx->keys, ctx->kext);
+        const uint8_t *p = src + 8 * i;
+        uint8_t *q = dst + 8 * i;
+        for (std::size_t l = 0; l < L; l++) {
+            store_le32(q + 8 * l, load_le32(p + 8 * l) ^ g1[l]);
+            store_le32(q + 8 * l + 4, load_le32(p + 8 * l + 4) ^ g2[l]);
+        }
+        ctx->N1 = n1;
+        ctx->N2 = n2;
+        ctx->gamma[0] = g1[L - 1];
+        ctx->gamma[1] = g2[L - 1];
         ctx->pos = 8;
-        src += 16;
-        dst += 16;
-        len -= 16;
-    }
+    });
+    src += 8 * blocks;
+    dst += 8 * blocks;
+    len %= 8;
     while (len) {
         if (ctx->pos == 8) {
             gost::next_gamma(ctx);
