@@ -153,9 +153,11 @@ void serial_core(Limb *u, Limb *v, Limb *x1, Limb *x2, const Limb *mm, size_t wi
 #if defined(LNCEXT_HAVE_INT128)
 using SLimb = int64_t;
 using SWide = __int128;
+using UWide = unsigned __int128;
 #else
 using SLimb = int32_t;
 using SWide = int64_t;
+using UWide = uint64_t;
 #endif
 constexpr unsigned kRun = kLimbBits - 2;
 
@@ -184,7 +186,8 @@ constexpr int kFree = 2;
 //    step when the caller compared the whole numbers.
 Run decide(Limb ul, Limb vl, Limb uh, Limb vh, bool exact, int forced) {
     Run r{0, false, 1, 0, 0, 1, 1, 0, 0, 1};
-    SWide U = SWide(uh), V = SWide(vh);
+    // U and V in two's complement, so that doubling them is a shift.
+    UWide U = uh, V = vh;
     unsigned k = 0;
     while (k < kRun) {
         if ((ul & 1) == 0 || (vl & 1) == 0) {
@@ -195,10 +198,10 @@ Run decide(Limb ul, Limb vl, Limb uh, Limb vh, bool exact, int forced) {
             const SLimb p = SLimb(1) << s;
             if (uev) {
                 ul >>= s;
-                r.f1 *= p, r.g1 *= p, V *= p, r.a1 <<= s, r.b1 <<= s;
+                r.f1 *= p, r.g1 *= p, V <<= s, r.a1 <<= s, r.b1 <<= s;
             } else {
                 vl >>= s;
-                r.f0 *= p, r.g0 *= p, U *= p, r.a0 <<= s, r.b0 <<= s;
+                r.f0 *= p, r.g0 *= p, U <<= s, r.a0 <<= s, r.b0 <<= s;
             }
             k += s;
             continue;
@@ -207,7 +210,7 @@ Run decide(Limb ul, Limb vl, Limb uh, Limb vh, bool exact, int forced) {
         if (k == 0 && forced != kFree) {
             greater = forced > 0;
         } else {
-            const SWide d = U - V;
+            const SWide d = SWide(U - V);
             if (exact) {
                 greater = d > 0;
             } else {
@@ -220,11 +223,11 @@ Run decide(Limb ul, Limb vl, Limb uh, Limb vh, bool exact, int forced) {
         if (greater) {
             ul = (ul - vl) >> 1;
             r.f0 -= r.f1, r.g0 -= r.g1, U -= V, r.a0 += r.a1, r.b0 += r.b1;
-            r.f1 *= 2, r.g1 *= 2, V *= 2, r.a1 <<= 1, r.b1 <<= 1;
+            r.f1 *= 2, r.g1 *= 2, V <<= 1, r.a1 <<= 1, r.b1 <<= 1;
         } else {
             vl = (vl - ul) >> 1;
             r.f1 -= r.f0, r.g1 -= r.g0, V -= U, r.a1 += r.a0, r.b1 += r.b0;
-            r.f0 *= 2, r.g0 *= 2, U *= 2, r.a0 <<= 1, r.b0 <<= 1;
+            r.f0 *= 2, r.g0 *= 2, U <<= 1, r.a0 <<= 1, r.b0 <<= 1;
             if (exact ? V == 0 : k == 1 && forced == 0) {
                 r.v_zero = true;
                 break;
