@@ -224,6 +224,11 @@ Run decide(Limb ul, Limb vl, Limb uh, Limb vh, bool exact, int forced) {
             ul = (ul - vl) >> 1;
             r.f0 -= r.f1, r.g0 -= r.g1, U -= V, r.a0 += r.a1, r.b0 += r.b1;
             r.f1 *= 2, r.g1 *= 2, V <<= 1, r.a1 <<= 1, r.b1 <<= 1;
+            // Further halvings of u while it is even, in the same pass.
+            const unsigned s = std::min(unsigned(std::countr_zero(ul)), kRun - k);
+            ul >>= s;
+            r.f1 *= SLimb(1) << s, r.g1 *= SLimb(1) << s, V <<= s, r.a1 <<= s, r.b1 <<= s;
+            k += s;
         } else {
             vl = (vl - ul) >> 1;
             r.f1 -= r.f0, r.g1 -= r.g0, V -= U, r.a1 += r.a0, r.b1 += r.b0;
@@ -232,6 +237,10 @@ Run decide(Limb ul, Limb vl, Limb uh, Limb vh, bool exact, int forced) {
                 r.v_zero = true;
                 break;
             }
+            const unsigned s = std::min(unsigned(std::countr_zero(vl)), kRun - k);
+            vl >>= s;
+            r.f0 *= SLimb(1) << s, r.g0 *= SLimb(1) << s, U <<= s, r.a0 <<= s, r.b0 <<= s;
+            k += s;
         }
     }
     r.steps = k;
