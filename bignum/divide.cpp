@@ -12,6 +12,7 @@
 #include "bignum/bignum_internal.hpp"
 #include "bignum/words.hpp"
 #include "common/platform.hpp"
+#include "common/wipe.hpp"
 #include "lncext/bignum.h"
 
 namespace lncext::div {
@@ -260,6 +261,12 @@ void reciprocal_limbs(const u32 *a, u32 *m, u32 *q, u32 *r) {
         q[0] = u32(qw);
         lncext::bn::clip(q);
     }
+    // The operands may be secret (a private exponent reduced by p - 1, a
+    // CRT half): no copy of them stays on the stack.
+    lncext::secure_wipe(D, nd * sizeof(W));
+    lncext::secure_wipe(R, nr * sizeof(W));
+    lncext::secure_wipe(Q, (nr - nd + 1) * sizeof(W));
+    lncext::secure_wipe(t, (tw + 2) * sizeof(u32));
 }
 
 // (hi * 2^32 + lo) = q * d + rem for hi < d, so that q fits a word.

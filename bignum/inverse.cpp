@@ -27,10 +27,10 @@ namespace {
 namespace words = lncext::words;
 
 // The inversion works on bare limb arrays of a fixed width, least significant
-// first. A limb is two words on 64-bit hosts (the word pairs are packed
-// little-endian) and one word elsewhere: the method is all shifts and
-// additions, so wider limbs simply halve the passes.
-#if UINTPTR_MAX > 0xFFFFFFFFu
+// first. A limb is two words where the target has a 128-bit integer (the word
+// pairs are packed little-endian; the runs below multiply limbs) and one word
+// elsewhere: wider limbs simply halve the passes.
+#if defined(LNCEXT_HAVE_INT128)
 using Limb = uint64_t;
 #else
 using Limb = uint32_t;
