@@ -371,4 +371,45 @@ inline uint32_t submul_1(uint32_t *r, const uint32_t *a, std::size_t n, uint32_t
 #endif
 }
 
+#if defined(LNCEXT_HAVE_INT128)
+// r = a * w over 64-bit limbs; returns the high limb. Per limb a w + c <=
+// (2^64 - 1)^2 + 2^64 - 1 < 2^128, so the carry c always fits a limb.
+inline uint64_t mul_1(uint64_t *r, const uint64_t *a, std::size_t n, uint64_t w) {
+    uint64_t c = 0;
+    for (std::size_t i = 0; i < n; i++) {
+        const unsigned __int128 t = (unsigned __int128)(w)*a[i] + c;
+        r[i] = uint64_t(t);
+        c = uint64_t(t >> 64);
+    }
+    return c;
+}
+
+// r += a * w over 64-bit limbs; returns the carry limb. Per limb a w + r + c
+// <= (2^64 - 1)^2 + 2 (2^64 - 1) = 2^128 - 1.
+inline uint64_t addmul_1(uint64_t *r, const uint64_t *a, std::size_t n, uint64_t w) {
+    uint64_t c = 0;
+    for (std::size_t i = 0; i < n; i++) {
+        const unsigned __int128 t = (unsigned __int128)(w)*a[i] + r[i] + c;
+        r[i] = uint64_t(t);
+        c = uint64_t(t >> 64);
+    }
+    return c;
+}
+
+// r -= a * w over 64-bit limbs; returns the borrow limb, at most w. Per limb
+// a w + c <= (2^64 - 1)^2 + 2^64 - 1 = 2^128 - 2^64: the high half reaches
+// 2^64 - 1 only when the low half is 0, which cannot borrow, so adding the
+// borrow bit never wraps c.
+inline uint64_t submul_1(uint64_t *r, const uint64_t *a, std::size_t n, uint64_t w) {
+    uint64_t c = 0;
+    for (std::size_t i = 0; i < n; i++) {
+        const unsigned __int128 p = (unsigned __int128)(w)*a[i] + c;
+        const uint64_t lo = uint64_t(p);
+        c = uint64_t(p >> 64) + (r[i] < lo ? 1 : 0);
+        r[i] -= lo;
+    }
+    return c;
+}
+#endif
+
 }  // namespace lncext::words
