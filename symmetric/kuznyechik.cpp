@@ -135,6 +135,7 @@ LNCEXT_API __attribute__((flatten)) void kuzn_setup_keys(void *ctx, const uint32
     lncext::secure_wipe(a1, sizeof a1);
     lncext::secure_wipe(a0, sizeof a0);
     lncext::secure_wipe(t, sizeof t);
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
 }
 
 LNCEXT_API void kuzn_block_enc(uint8_t *block, const uint8_t *round_keys) {

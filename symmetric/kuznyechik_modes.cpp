@@ -32,6 +32,8 @@ LNCEXT_API void kuzn_ecb_update(const kuzn_ecb_ctx *ctx, const void *in, void *o
         std::memcpy(dst, block, 16);
     }
     lncext::secure_wipe(block, sizeof block);
+    // The round keys pass through vector registers the compiler may spill.
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
 }
 
 LNCEXT_API void kuzn_ctr_init(kuzn_ctr_ctx *ctx, const uint8_t *iv, const uint32_t *key) {
@@ -71,6 +73,7 @@ LNCEXT_API void kuzn_ctr_update(kuzn_ctr_ctx *ctx, const void *in, void *out, ui
         len -= n;
         ctx->pos += n;
     }
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
 }
 
 }  // extern "C"

@@ -128,6 +128,7 @@ LNCEXT_API void streebog512_final(uint8_t *out, streebog_ctx *ctx) {
     compress_words(ctx, ctx->N);
     compress_words(ctx, ctx->Sigma);
     std::memcpy(out, ctx->h, 64);
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
 }
 
 LNCEXT_API void streebog256_final(uint8_t *out, streebog_ctx *ctx) {
@@ -136,6 +137,7 @@ LNCEXT_API void streebog256_final(uint8_t *out, streebog_ctx *ctx) {
     std::memcpy(out, full + 32, 32);
     // The discarded half is still hash state; do not leave it on the stack.
     secure_wipe(full, sizeof full);
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
 }
 
 LNCEXT_API void streebog512_update_blocks(streebog_ctx *ctx, const void *data, uint32_t len) {
