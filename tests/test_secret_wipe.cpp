@@ -34,7 +34,7 @@
 #define VALGRIND_STACK_DEREGISTER(id) ((void)(id))
 #endif
 #if __has_include(<lncext/dstu4145.h>)
-#include "lncext/dstu4145.h"
+#include "ec2_curves.hpp"
 #define LNCEXT_TEST_DSTU 1
 #endif
 
@@ -413,5 +413,83 @@ TEST(SecretWipe, CipherKeySchedulesAndHashedSecretsStayInTheirContexts) {
     delete md;
     delete sb;
 }
+
+#ifdef LNCEXT_TEST_DSTU
+// The pool's random bytes, every one of them kept for the scan.
+Bytes dstu_random;
+Rng dstu_rng(0x4145);
+int recording_rnd(uint8_t *buf, uint32_t len) {
+    for (uint32_t i = 0; i < len; i++) buf[i] = uint8_t(dstu_rng.word());
+    dstu_random.insert(dstu_random.end(), buf, buf + len);
+    return 0;
+}
+
+TEST(SecretWipe, DstuPoolHandOutKeyGenerationAndSigningLeaveNoKeyNonceOrRandomBytes) {
+    SKIP_UNDER_SANITIZER();
+    const ec2_test::Curve &c = ec2_test::named_curves().front();
+    auto ctx = ec2_test::make_ctx(c);
+    auto pool = std::make_unique<dstu_bspool_ctx>(), saved = std::make_unique<dstu_bspool_ctx>();
+    ASSERT_EQ(dstu_bspool_init(pool.get(), ctx.get(), recording_rnd), DSTU_OK);
+    // Each call runs once to learn its secrets, then again from the same
+    // pool state and random stream (the pool stays at its address) on the
+    // probe stack.
+    const auto replayed = [&](const std::function<void()> &body,
+                              const std::function<void(Secrets &)> &learn) {
+        *saved = *pool;
+        const Rng saved_rng = dstu_rng;
+        dstu_random.clear();
+        body();
+        Secrets s;
+        s.add("random bytes", dstu_random);
+        learn(s);
+        *pool = *saved;
+        dstu_rng = saved_rng;
+        return leftovers(body, s);
+    };
+
+    uint32_t k[DSTU_SCALAR_WORDS];
+    lnm2_poly cx;
+    EXPECT_EQ(replayed([&] { dstu_bspool_get(pool.get(), k, cx); },
+                       [&](Secrets &s) { s.add_words("handed-out k", k + 1, k[0]); }),
+              "");
+
+    Bytes priv(DSTU_MAX_KEY_BYTES), pub(DSTU_MAX_FIELD_BYTES), sig(DSTU_MAX_SIG_BYTES);
+    const Bytes hash = Rng(9).bytes(32);
+    int privlen = 0, publen = 0, siglen = 0, rc = 0;
+    EXPECT_EQ(replayed(
+                  [&] {
+                      privlen = int(priv.size());
+                      publen = int(pub.size());
+                      rc |= dstu_gen_keys(ctx.get(), pool.get(), &privlen, priv.data(), &publen,
+                                          pub.data());
+                  },
+                  [&](Secrets &s) { s.add("generated d", priv.data(), size_t(privlen)); }),
+              "");
+    ASSERT_EQ(rc, 0);
+
+    // Signing: the private key, the nonce e = s - d r mod n and d r mod n.
+    EXPECT_EQ(replayed(
+                  [&] {
+                      siglen = int(sig.size());
+                      rc |= dstu_sign(ctx.get(), pool.get(), privlen, priv.data(), 256, hash.data(),
+                                      &siglen, sig.data());
+                  },
+                  [&](Secrets &s) {
+                      Mpz n(ctx->n), d, r, sv, dr, e;
+                      mpz_import(d, size_t(privlen), -1, 1, 0, 0, priv.data());
+                      mpz_import(r, size_t(siglen / 2), -1, 1, 0, 0, sig.data());
+                      mpz_import(sv, size_t(siglen / 2), -1, 1, 0, 0, sig.data() + siglen / 2);
+                      mpz_mul(dr, d, r);
+                      mpz_mod(dr, dr, n);
+                      mpz_sub(e, sv, dr);
+                      mpz_mod(e, e, n);
+                      s.add("d", d);
+                      s.add("d r mod n", dr);
+                      s.add("nonce e", e);
+                  }),
+              "");
+    EXPECT_EQ(rc, 0);
+}
+#endif
 
 }  // namespace
