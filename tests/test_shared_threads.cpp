@@ -15,12 +15,13 @@
 #include "lncext/gost28147.h"
 #include "lncext/gostr341194.h"
 #include "lncext/kuznyechik.h"
+#include "lncext/rsa.h"
 #include "lncext/streebog.h"
+#include "rsa_test_util.hpp"
 
 namespace {
 
 using namespace lncext_test;
-using Num = std::vector<uint32_t>;
 
 constexpr int kThreads = 4;
 
@@ -138,6 +139,55 @@ TEST(SharedTablesThreads, OneFieldContextServesManyThreadsIncludingTheDividingSl
             return bad;
         });
     }
+}
+
+TEST(SharedTablesThreads, OneRsaKeyPairServesManyThreadsAtOnce) {
+    gmp_randstate_t st;
+    gmp_randinit_default(st);
+    gmp_randseed_ui(st, 0x75a);
+    Mpz p, q, n, e, t, dP, dQ, qInv;
+    mpz_set_ui(e, 65537);
+    for (mpz_ptr x : {p.z, q.z}) {
+        do {
+            mpz_urandomb(x, st, 512);
+            mpz_setbit(x, 511);
+            mpz_setbit(x, 510);
+            mpz_nextprime(x, x);
+            mpz_sub_ui(t, x, 1);
+            mpz_gcd(t, t, e);
+        } while (mpz_cmp_ui(t.z, 1) != 0);
+    }
+    mpz_mul(n, p, q);
+    mpz_sub_ui(t, p, 1);
+    mpz_invert(dP, e, t);
+    mpz_sub_ui(t, q, 1);
+    mpz_invert(dQ, e, t);
+    mpz_invert(qInv, q, p);
+    const Bytes pub = concat({record_of(n), record_of(e)});
+    const Bytes priv =
+        concat({record_of(p), record_of(q), record_of(dP), record_of(dQ), record_of(qInv)});
+    std::vector<Bytes> msgs, sigs;
+    for (int i = 0; i < 4; i++) {
+        Mpz m;
+        mpz_urandomm(m, st, n);
+        msgs.push_back(bytes_of(m, 128));
+        sigs.emplace_back(128);
+        ASSERT_EQ(rsa_sign(sigs.back().data(), msgs.back().data(), 128, priv.data()), RSA_OK);
+    }
+    gmp_randclear(st);
+    expect_agree_in_threads([&](int th) {
+        int bad = 0;
+        for (size_t i = 0; i < msgs.size(); i++) {
+            const size_t j = (i + size_t(th)) % msgs.size();
+            Bytes sig(128), back(128);
+            bad +=
+                rsa_sign(sig.data(), msgs[j].data(), 128, priv.data()) != RSA_OK || sig != sigs[j];
+            bad += rsa_verify(sig.data(), msgs[j].data(), 128, pub.data()) != RSA_OK;
+            bad +=
+                rsa_encrypt(back.data(), sig.data(), 128, pub.data()) != RSA_OK || back != msgs[j];
+        }
+        return bad;
+    });
 }
 
 }  // namespace
