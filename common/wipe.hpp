@@ -26,7 +26,7 @@ template <std::size_t Bytes>
 
 // Depths the callees of the public-key entry points and of the symmetric
 // ones stay within (measured: below 8 KiB and 1 KiB on x86_64), with room.
-inline constexpr std::size_t kWipeStackBignum = 32768;
+inline constexpr std::size_t kWipeStackPublicKey = 32768;
 inline constexpr std::size_t kWipeStackSymmetric = 2048;
 
 }  // namespace lncext

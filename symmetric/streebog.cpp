@@ -90,6 +90,27 @@ inline void compress_words(streebog_ctx *ctx, const uint32_t *words) {
     store_value(ctx->h, h);
 }
 
+// The message and the hash state pass through vector registers and the
+// slots they spill to. The entry points therefore do their work one call
+// down, in these, and wipe the stack it used on the way out.
+[[gnu::noinline]] void update(streebog_ctx *ctx, const uint8_t *data, uint32_t len) {
+    lncext::feed_blocks<64>(ctx->buffer, ctx->buffered, data, len,
+                            [ctx](const uint8_t *p, uint32_t n) { absorb_blocks(ctx, p, n); });
+}
+
+[[gnu::noinline]] void finish(uint8_t *out, streebog_ctx *ctx) {
+    std::memset(out, 0, 64);
+    // Pad with 01 after the message bytes and zeros above them; an empty
+    // buffer gives the block 01 00 .. 00, counted as 0 bits.
+    const uint32_t used = ctx->buffered;
+    ctx->buffer[used] = 0x01;
+    std::memset(ctx->buffer + used + 1, 0, 63 - used);
+    absorb(ctx, ctx->buffer, 8 * used);
+    compress_words(ctx, ctx->N);
+    compress_words(ctx, ctx->Sigma);
+    std::memcpy(out, ctx->h, 64);
+}
+
 }  // namespace
 }  // namespace lncext
 
@@ -109,8 +130,8 @@ LNCEXT_API streebog_ctx *streebog256_init(streebog_ctx *ctx) {
 }
 
 LNCEXT_API void streebog512_update(streebog_ctx *ctx, const void *data, uint32_t len) {
-    lncext::feed_blocks<64>(ctx->buffer, ctx->buffered, static_cast<const uint8_t *>(data), len,
-                            [ctx](const uint8_t *p, uint32_t n) { absorb_blocks(ctx, p, n); });
+    update(ctx, static_cast<const uint8_t *>(data), len);
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
 }
 
 LNCEXT_API void streebog256_update(streebog_ctx *ctx, const void *data, uint32_t len) {
@@ -118,22 +139,13 @@ LNCEXT_API void streebog256_update(streebog_ctx *ctx, const void *data, uint32_t
 }
 
 LNCEXT_API void streebog512_final(uint8_t *out, streebog_ctx *ctx) {
-    std::memset(out, 0, 64);
-    // Pad with 01 after the message bytes and zeros above them; an empty
-    // buffer gives the block 01 00 .. 00, counted as 0 bits.
-    const uint32_t used = ctx->buffered;
-    ctx->buffer[used] = 0x01;
-    std::memset(ctx->buffer + used + 1, 0, 63 - used);
-    absorb(ctx, ctx->buffer, 8 * used);
-    compress_words(ctx, ctx->N);
-    compress_words(ctx, ctx->Sigma);
-    std::memcpy(out, ctx->h, 64);
+    finish(out, ctx);
     lncext::wipe_stack<lncext::kWipeStackSymmetric>();
 }
 
 LNCEXT_API void streebog256_final(uint8_t *out, streebog_ctx *ctx) {
     uint8_t full[64];
-    streebog512_final(full, ctx);
+    finish(full, ctx);
     std::memcpy(out, full + 32, 32);
     // The discarded half is still hash state; do not leave it on the stack.
     secure_wipe(full, sizeof full);
