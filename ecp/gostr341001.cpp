@@ -91,6 +91,7 @@ LNCEXT_API uint32_t rds_gen_keys(const rds_ctx *ctx, const uint8_t *d, uint8_t *
     lnmecickp(&ctx->curve, &Q, ctx->table, dn, table_width(ctx), 0);
     write_point(ctx, &Q, pub);
     secure_wipe(dn, sizeof dn);
+    lncext::wipe_stack<lncext::kWipeStackPublicKey>();
     return RDS_OK;
 }
 
@@ -129,6 +130,7 @@ LNCEXT_API uint32_t rds_sign(const rds_ctx *ctx, const uint8_t *d, const uint8_t
     secure_wipe(dn, sizeof dn);
     secure_wipe(kn, sizeof kn);
     secure_wipe(&C, sizeof C);
+    lncext::wipe_stack<lncext::kWipeStackPublicKey>();
     return result;
 }
 

@@ -37,6 +37,7 @@ LNCEXT_API uint32_t vko341001_gen_pubkey(const rds_ctx *ctx, const uint8_t *d, u
     lnmeckp(&ctx->curve, &Q, dn, &ctx->G);
     write_point(ctx, &Q, pub);
     secure_wipe(dn, sizeof dn);
+    lncext::wipe_stack<lncext::kWipeStackPublicKey>();
     return RDS_OK;
 }
 
@@ -79,6 +80,7 @@ LNCEXT_API uint32_t vko341001_gen_kek(const rds_ctx *ctx, uint8_t *kek, const ui
     }
     secure_wipe(dn, sizeof dn);
     secure_wipe(&K, sizeof K);
+    lncext::wipe_stack<lncext::kWipeStackPublicKey>();
     return result;
 }
 

@@ -94,6 +94,7 @@ LNCEXT_API uint32_t rsa_keygen(rsa_keygen_ctx *ctx, const uint8_t *rnd, uint32_t
         }
     }
     wipe(x);
+    lncext::wipe_stack<lncext::kWipeStackPublicKey>();
     return result;
 }
 
@@ -134,6 +135,7 @@ LNCEXT_API uint32_t rsa_gen_crt(rsa_keygen_ctx *ctx) {
     wipe(rem);
     wipe(d);
     wipe(t);
+    lncext::wipe_stack<lncext::kWipeStackPublicKey>();
     return RSA_OK;
 }
 

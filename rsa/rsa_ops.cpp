@@ -219,6 +219,7 @@ LNCEXT_API uint32_t rsa_sign(uint8_t *out, const uint8_t *in, int32_t in_len, co
     wipe(m2);
     wipe(h);
     wipe(s);
+    lncext::wipe_stack<lncext::kWipeStackPublicKey>();
     return RSA_OK;
 }
 

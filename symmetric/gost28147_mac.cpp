@@ -7,6 +7,7 @@
 
 #include "common/block_buffer.hpp"
 #include "common/bytes.hpp"
+#include "common/wipe.hpp"
 #include "lncext/gost28147.h"
 #include "symmetric/gost28147_internal.hpp"
 
@@ -67,14 +68,16 @@ LNCEXT_API void g28147_hmac_update(g28147_hmac_ctx *ctx, const void *data, uint3
 }
 
 LNCEXT_API uint32_t *g28147_hmac_final(g28147_hmac_ctx *ctx, uint32_t *mac) {
-    if (!finish(ctx)) return nullptr;
-    *mac = ctx->N1;
-    return mac;
+    const bool has_mac = finish(ctx);
+    if (has_mac) *mac = ctx->N1;
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
+    return has_mac ? mac : nullptr;
 }
 
 LNCEXT_API int g28147_hmac_final_verify(g28147_hmac_ctx *ctx, const uint32_t *mac) {
-    if (!finish(ctx)) return 0;
-    return ctx->N1 == *mac ? 1 : 0;
+    const bool match = finish(ctx) && ctx->N1 == *mac;
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
+    return match ? 1 : 0;
 }
 
 }  // extern "C"

@@ -197,6 +197,7 @@ LNCEXT_API uint8_t *gr341194_md_final(gr341194_md_ctx *ctx, uint8_t *out) {
     gost::step(gost::h_bytes(ctx), ctx->L, ctx->kext);
     gost::step(gost::h_bytes(ctx), ctx->Sigma, ctx->kext);
     std::memcpy(out, ctx->H, 32);
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
     return out;
 }
 

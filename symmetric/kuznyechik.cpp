@@ -32,6 +32,7 @@ LNCEXT_API void kuzn_setup_keys(void *ctx, const uint32_t *key) {
     }
     lncext::secure_wipe(a, sizeof a);
     lncext::secure_wipe(t, sizeof t);
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
 }
 
 LNCEXT_API void kuzn_block_enc(uint8_t *block, const uint8_t *round_keys) {

@@ -47,7 +47,11 @@ LNCEXT_API void kuzn_ecb_init(kuzn_ecb_ctx *ctx, int mode, const uint32_t *key) 
     lncext::secure_wipe(k, sizeof k);
 }
 
-LNCEXT_API void kuzn_ecb_update(const kuzn_ecb_ctx *ctx, const void *in, void *out, uint32_t len) {
+// The round keys and the blocks pass through vector registers the compiler
+// may spill, in the frame of whatever function does the work: the updates do
+// it one call down, in these, and wipe the stack it used on the way out.
+[[gnu::noinline]] static void ecb_update_below(const kuzn_ecb_ctx *ctx, const void *in, void *out,
+                                               uint32_t len) {
     using namespace lncext::kuzn;
     const uint8_t *src = static_cast<const uint8_t *>(in);
     uint8_t *dst = static_cast<uint8_t *>(out);
@@ -78,7 +82,8 @@ LNCEXT_API void kuzn_ctr_init(kuzn_ctr_ctx *ctx, const uint8_t *iv, const uint32
     lncext::secure_wipe(k, sizeof k);
 }
 
-LNCEXT_API void kuzn_ctr_update(kuzn_ctr_ctx *ctx, const void *in, void *out, uint32_t len) {
+[[gnu::noinline]] static void ctr_update_below(kuzn_ctr_ctx *ctx, const void *in, void *out,
+                                               uint32_t len) {
     using namespace lncext::kuzn;
     const uint8_t *src = static_cast<const uint8_t *>(in);
     uint8_t *dst = static_cast<uint8_t *>(out);
@@ -137,6 +142,16 @@ LNCEXT_API void kuzn_ctr_update(kuzn_ctr_ctx *ctx, const void *in, void *out, ui
     ctx->counter[1] = uint32_t(lo >> 32);
     ctx->counter[2] = uint32_t(hi);
     ctx->counter[3] = uint32_t(hi >> 32);
+}
+
+LNCEXT_API void kuzn_ecb_update(const kuzn_ecb_ctx *ctx, const void *in, void *out, uint32_t len) {
+    ecb_update_below(ctx, in, out, len);
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
+}
+
+LNCEXT_API void kuzn_ctr_update(kuzn_ctr_ctx *ctx, const void *in, void *out, uint32_t len) {
+    ctr_update_below(ctx, in, out, len);
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
 }
 
 }  // extern "C"

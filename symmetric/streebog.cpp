@@ -26,6 +26,18 @@ using Lps = X64Lps;
 using Lps = PortableLps;
 #endif
 
+// The message and the hash state pass through registers and the slots they
+// spill to. The entry points therefore do their work one call down, in these,
+// and wipe the stack it used on the way out.
+[[gnu::noinline]] void update_below(streebog_ctx *ctx, const uint8_t *data, uint32_t len) {
+    update<Lps>(ctx, data, len);
+}
+
+[[gnu::noinline]] void final_below(uint8_t *out, streebog_ctx *ctx) {
+    std::memset(out, 0, 64);
+    final512<Lps>(out, ctx);
+}
+
 }  // namespace
 }  // namespace lncext::streebog
 
@@ -46,7 +58,8 @@ LNCEXT_API streebog_ctx *streebog256_init(streebog_ctx *ctx) {
 }
 
 LNCEXT_API void streebog512_update(streebog_ctx *ctx, const void *data, uint32_t len) {
-    update<Lps>(ctx, static_cast<const uint8_t *>(data), len);
+    update_below(ctx, static_cast<const uint8_t *>(data), len);
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
 }
 
 LNCEXT_API void streebog256_update(streebog_ctx *ctx, const void *data, uint32_t len) {
@@ -54,16 +67,17 @@ LNCEXT_API void streebog256_update(streebog_ctx *ctx, const void *data, uint32_t
 }
 
 LNCEXT_API void streebog512_final(uint8_t *out, streebog_ctx *ctx) {
-    std::memset(out, 0, 64);
-    final512<Lps>(out, ctx);
+    final_below(out, ctx);
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
 }
 
 LNCEXT_API void streebog256_final(uint8_t *out, streebog_ctx *ctx) {
     uint8_t full[64];
-    streebog512_final(full, ctx);
+    final_below(full, ctx);
     std::memcpy(out, full + 32, 32);
     // The discarded half is still hash state; do not leave it on the stack.
     secure_wipe(full, sizeof full);
+    lncext::wipe_stack<lncext::kWipeStackSymmetric>();
 }
 
 LNCEXT_API void streebog512_update_blocks(streebog_ctx *ctx, const void *data, uint32_t len) {

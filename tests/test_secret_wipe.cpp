@@ -1,0 +1,495 @@
+// Secrets do not outlive the calls that handle them. Each call runs on a
+// stack that is a buffer of ours, filled with a pattern first; after the
+// call has returned, no 8-byte window of any secret (in either byte
+// order: the big-endian input and the little-endian words it becomes) may be
+// left anywhere in that buffer. The secrets live on the heap and the test's
+// code on that stack only passes pointers, so whatever is found was left by the library.
+// A control with a deliberate leftover proves the scan sees what it should.
+#include <gmp.h>
+#include <gtest/gtest.h>
+#include <ucontext.h>
+
+#include <algorithm>
+#include <bitset>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "gostr341001_util.hpp"
+#include "lncext/gost28147.h"
+#include "lncext/gostr341194.h"
+#include "lncext/kuznyechik.h"
+#include "lncext/rsa.h"
+#include "lncext/streebog.h"
+#include "rsa_test_util.hpp"
+#if __has_include(<valgrind/memcheck.h>)
+#include <valgrind/memcheck.h>
+#else
+#define VALGRIND_MAKE_MEM_DEFINED(p, n) ((void)(p), (void)(n))
+#define VALGRIND_STACK_REGISTER(lo, hi) 0u
+#define VALGRIND_STACK_DEREGISTER(id) ((void)(id))
+#endif
+#if __has_include(<lncext/dstu4145.h>)
+#include "ec2_curves.hpp"
+#define LNCEXT_TEST_DSTU 1
+#endif
+
+namespace {
+
+using namespace lncext_test;
+
+constexpr size_t kStackBytes = size_t(1) << 20;
+constexpr size_t kWindow = 8;
+constexpr uint8_t kPattern = 0xA5;
+
+// The 8-byte windows of the secrets, each with the secret's name. Windows of
+// little variety (zero padding, runs) identify nothing and are left out.
+class Secrets {
+  public:
+    void add(const std::string &name, const uint8_t *p, size_t n) {
+        Bytes b(p, p + n);
+        for (int order = 0; order < 2; order++, std::reverse(b.begin(), b.end()))
+            for (size_t i = 0; i + kWindow <= b.size(); i++) {
+                if (std::set<uint8_t>(b.begin() + i, b.begin() + i + kWindow).size() < 6) continue;
+                uint64_t w;
+                std::memcpy(&w, &b[i], kWindow);
+                owner_.emplace(w, name);
+                seen_.set(w & 0xFFFF);
+            }
+    }
+    void add(const std::string &name, const Bytes &b) { add(name, b.data(), b.size()); }
+    void add(const std::string &name, mpz_srcptr z) { add(name, bytes_of(z)); }
+    void add_words(const std::string &name, const uint32_t *w, size_t n) {
+        add(name, reinterpret_cast<const uint8_t *>(w), 4 * n);
+    }
+
+    // Names of the secrets with a window in [p, p + n), with their offsets.
+    std::map<std::string, size_t> find(const uint8_t *p, size_t n) const {
+        std::map<std::string, size_t> hits;
+        for (size_t i = 0; i + kWindow <= n; i++) {
+            uint64_t w;
+            std::memcpy(&w, p + i, kWindow);
+            if (!seen_.test(w & 0xFFFF)) continue;
+            auto it = owner_.find(w);
+            if (it != owner_.end()) hits.emplace(it->second, i);
+        }
+        return hits;
+    }
+
+  private:
+    std::map<uint64_t, std::string> owner_;
+    std::bitset<65536> seen_;
+};
+
+const std::function<void()> *current_body;
+
+void run_body() {
+    (*current_body)();
+}
+
+// Runs body on a pattern-filled stack of ours (switched to with ucontext, so
+// that nothing but the body ever runs on it) and returns the secrets left
+// in it, as "name at offset" lines.
+std::string leftovers(const std::function<void()> &body, const Secrets &secrets) {
+    std::unique_ptr<uint8_t, decltype(&std::free)> stack(
+        static_cast<uint8_t *>(std::aligned_alloc(4096, kStackBytes)), &std::free);
+    std::memset(stack.get(), kPattern, kStackBytes);
+    ucontext_t probe, back;
+    getcontext(&probe);
+    probe.uc_stack.ss_sp = stack.get();
+    probe.uc_stack.ss_size = kStackBytes;
+    probe.uc_link = &back;
+    makecontext(&probe, run_body, 0);
+    current_body = &body;
+    const unsigned id = VALGRIND_STACK_REGISTER(stack.get(), stack.get() + kStackBytes);
+    swapcontext(&back, &probe);
+    VALGRIND_STACK_DEREGISTER(id);
+    // The stack grows down from the top of the buffer: what lies below the
+    // deepest byte written was never used.
+    VALGRIND_MAKE_MEM_DEFINED(stack.get(), kStackBytes);
+    size_t low = 0;
+    while (low < kStackBytes && stack.get()[low] == kPattern) low++;
+    EXPECT_GT(low, kStackBytes / 8) << "the calls came close to the end of the probe stack";
+    std::string out;
+    for (const auto &[name, at] : secrets.find(stack.get() + low, kStackBytes - low))
+        out += name + " at " + std::to_string(kStackBytes - low - at) + " bytes below the top\n";
+    return out;
+}
+
+#define EXPECT_WIPED(body, secrets) EXPECT_EQ(leftovers(body, secrets), "")
+
+bool under_sanitizer() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return true;
+#else
+    return false;
+#endif
+}
+#define SKIP_UNDER_SANITIZER()                                                            \
+    if (under_sanitizer())                                                                \
+    GTEST_SKIP() << "sanitizers move locals off the stack and poison it; the scan would " \
+                    "prove nothing"
+
+// The control: a copy of the secret left in a local is found.
+[[gnu::noinline]] void leave_on_stack(const uint8_t *secret) {
+    uint8_t copy[32];
+    std::memcpy(copy, secret, 32);
+    __asm__ __volatile__("" : : "r"(copy) : "memory");
+}
+
+Bytes mod_bytes(Rng &rng, mpz_srcptr q) {
+    Mpz z;
+    set_bytes(z, rng.bytes(40));
+    mpz_mod(z, z, q);
+    return be_from_mpz(z);
+}
+
+TEST(SecretWipe, TheScanFindsASecretLeftOnTheStack) {
+    SKIP_UNDER_SANITIZER();
+    Rng rng(0x71be);
+    const Bytes secret = rng.bytes(32);
+    Secrets s;
+    s.add("secret", secret);
+    EXPECT_NE(leftovers([&] { leave_on_stack(secret.data()); }, s), "");
+    EXPECT_EQ(leftovers([&] {}, s), "");
+}
+
+TEST(SecretWipe, GostR341001SigningKeysAndVkoLeaveNoKeyNonceOrSharedPoint) {
+    SKIP_UNDER_SANITIZER();
+    Rng rng(0x3410);
+    for (const char *set : {"A", "test"}) {
+        SCOPED_TRACE(set);
+        const ParamSet &ps = paramsets().at(set);
+        rds_ctx ctx;
+        init_ctx(&ctx, ps);
+        Mpz q, d, k, u, dp, t;
+        mpz_from_be(q, ps.q.data());
+        const Bytes db = mod_bytes(rng, q), kb = mod_bytes(rng, q), dpb = mod_bytes(rng, q);
+        const Bytes h = rng.bytes(32), ukm = rng.bytes(8);
+        mpz_from_be(d, db.data());
+        mpz_from_be(k, kb.data());
+        mpz_from_be(dp, dpb.data());
+        mpz_from_be(u, ukm.data(), 8);
+        Bytes pub(64), peer(64), sig(64), kek(32), shared(64);
+        uint32_t rc = 0;
+        ASSERT_EQ(rds_gen_keys(&ctx, dpb.data(), peer.data()), 0u);
+
+        Secrets s;
+        s.add("d", d);
+        s.add("k", k);
+        EXPECT_WIPED([&] { rc |= rds_gen_keys(&ctx, db.data(), pub.data()); }, s);
+        EXPECT_WIPED([&] { rc |= rds_sign(&ctx, db.data(), kb.data(), h.data(), sig.data()); }, s);
+        ASSERT_EQ(rds_verify(&ctx, pub.data(), h.data(), sig.data()), 0u);
+
+        // The halves of s = r d + k e mod q each give the key away.
+        Mpz r, rd, ke;
+        mpz_from_be(r, sig.data() + 32);
+        mpz_mul(rd, r, d);
+        mpz_mod(rd, rd, q);
+        mpz_from_be(ke, sig.data());
+        mpz_sub(ke, ke, rd);
+        mpz_mod(ke, ke, q);
+        s.add("r d mod q", rd);
+        s.add("k e mod q", ke);
+        EXPECT_WIPED([&] { rc |= rds_sign(&ctx, db.data(), kb.data(), h.data(), sig.data()); }, s);
+
+        // VKO: the own key times the UKM, the shared point and the KEK.
+        mpz_mul(t, d, u);
+        mpz_mod(t, t, q);
+        s.add("d ukm mod q", t);
+        mpz_mul(t, t, dp);
+        mpz_mod(t, t, q);
+        ASSERT_EQ(rds_gen_keys(&ctx, be_from_mpz(t).data(), shared.data()), 0u);
+        s.add("shared x", shared.data(), 32);
+        s.add("shared y", shared.data() + 32, 32);
+        EXPECT_WIPED(
+            [&] { rc |= vko341001_gen_kek(&ctx, kek.data(), db.data(), peer.data(), ukm.data()); },
+            s);
+        EXPECT_EQ(rc, 0u);
+        s.add("kek", kek);
+        EXPECT_WIPED(
+            [&] { rc |= vko341001_gen_kek(&ctx, kek.data(), db.data(), peer.data(), ukm.data()); },
+            s);
+    }
+}
+
+TEST(SecretWipe, RsaPrivateOperationLeavesNoPrimeExponentOrCrtHalf) {
+    SKIP_UNDER_SANITIZER();
+    gmp_randstate_t st;
+    gmp_randinit_default(st);
+    gmp_randseed_ui(st, 0x45a);
+    Mpz p, q, n, e, dP, dQ, qInv, c, cp, cq, m1, m2, hh, t, phi, d;
+    mpz_set_ui(e, 65537);
+    for (mpz_ptr x : {p.z, q.z}) {
+        do {
+            mpz_urandomb(x, st, 512);
+            mpz_setbit(x, 511);
+            mpz_setbit(x, 510);
+            mpz_nextprime(x, x);
+            mpz_sub_ui(t, x, 1);
+            mpz_gcd(t, t, e);
+        } while (mpz_cmp_ui(t.z, 1) != 0);
+    }
+    if (mpz_cmp(p, q) < 0) mpz_swap(p, q);
+    mpz_mul(n, p, q);
+    mpz_sub_ui(t, p, 1);
+    mpz_invert(dP, e, t);
+    mpz_sub_ui(phi, q, 1);
+    mpz_invert(dQ, e, phi);
+    mpz_mul(phi, phi, t);
+    mpz_invert(d, e, phi);
+    mpz_invert(qInv, q, p);
+    mpz_urandomm(c, st, n);
+    gmp_randclear(st);
+    mpz_mod(cp, c, p);
+    mpz_mod(cq, c, q);
+    mpz_powm(m1, cp, dP, p);
+    mpz_powm(m2, cq, dQ, q);
+    mpz_sub(hh, m1, m2);
+    mpz_mul(hh, hh, qInv);
+    mpz_mod(hh, hh, p);
+
+    const Bytes priv =
+        concat({record_of(p), record_of(q), record_of(dP), record_of(dQ), record_of(qInv)});
+    const Bytes in = bytes_of(c, 128);
+    Bytes out(128);
+    uint32_t rc = 0;
+    Secrets s;
+    const std::pair<const char *, mpz_srcptr> named[] = {
+        {"p", p},        {"q", q},        {"dP", dP},      {"dQ", dQ},
+        {"qInv", qInv},  {"d", d},        {"phi", phi},    {"c mod p", cp},
+        {"c mod q", cq}, {"m mod p", m1}, {"m mod q", m2}, {"Garner's h", hh}};
+    for (const auto &[name, z] : named) s.add(name, z);
+    EXPECT_WIPED([&] { rc |= rsa_sign(out.data(), in.data(), 128, priv.data()); }, s);
+    EXPECT_WIPED([&] { rc |= rsa_decrypt(out.data(), in.data(), 128, priv.data()); }, s);
+    ASSERT_EQ(rc, 0u);
+    Mpz m;
+    set_bytes(m, out);
+    mpz_powm(m, m, e, n);
+    EXPECT_EQ(mpz_cmp(m, c), 0) << "the private operation itself went wrong";
+}
+
+TEST(SecretWipe, RsaKeyGenerationLeavesNoPrimeOrExponentBehind) {
+    SKIP_UNDER_SANITIZER();
+    Rng rng(0x6e4);
+    std::vector<Bytes> rnd;
+    for (int i = 0; i < 64; i++) rnd.push_back(rng.bytes(64));
+    rsa_keygen_ctx ctx;
+    uint32_t code = RSA_NEED_MORE;
+    const auto body = [&] {
+        if (rsa_keygen_init(&ctx, 1024) != RSA_OK) return;
+        for (size_t i = 0; i < rnd.size() && code == RSA_NEED_MORE; i++)
+            code = rsa_keygen(&ctx, rnd[i].data(), 64);
+        if (code == RSA_OK) code = rsa_gen_crt(&ctx);
+    };
+    Secrets none;
+    ASSERT_EQ(leftovers(body, none), "");
+    ASSERT_EQ(code, uint32_t(RSA_OK));
+    Mpz p(ctx.p), q(ctx.q), phi, t, d, e;
+    mpz_set_ui(e, 65537);
+    mpz_sub_ui(t, p, 1);
+    mpz_sub_ui(phi, q, 1);
+    mpz_mul(phi, phi, t);
+    mpz_invert(d, e, phi);
+    Secrets s;
+    s.add_words("p", ctx.p + 1, ctx.p[0]);
+    s.add_words("q", ctx.q + 1, ctx.q[0]);
+    s.add_words("dP", ctx.dP + 1, ctx.dP[0]);
+    s.add_words("dQ", ctx.dQ + 1, ctx.dQ[0]);
+    s.add_words("qInv", ctx.qInv + 1, ctx.qInv[0]);
+    s.add("phi", phi);
+    s.add("d", d);
+    code = RSA_NEED_MORE;
+    EXPECT_WIPED(body, s);
+}
+
+TEST(SecretWipe, CipherKeySchedulesAndHashedSecretsStayInTheirContexts) {
+    SKIP_UNDER_SANITIZER();
+    Rng rng(0x28147);
+    uint32_t key[8], iv32[2];
+    for (auto &w : key) w = rng.word();
+    const Bytes data = rng.bytes(64), iv = rng.bytes(8);
+    std::memcpy(iv32, iv.data(), 8);
+    Bytes out(64), digest(64);
+    auto *ge = new g28147_ecb_ctx;
+    auto *gc = new g28147_cfb_ctx;
+    auto *go = new g28147_ofb_ctx;
+    auto *gm = new g28147_hmac_ctx;
+    auto *ke = new kuzn_ecb_ctx, *kd = new kuzn_ecb_ctx;
+    auto *kc = new kuzn_ctr_ctx;
+    auto *md = new gr341194_md_ctx;
+    auto *sb = new streebog_ctx;
+    uint32_t mac = 0;
+    int failed_mac = 0;
+    const std::pair<const char *, std::function<void()>> calls[] = {
+        {"g28147 ecb",
+         [&] {
+             g28147_ecb_init_ext(ge, 1, key, CryptoPro_uz);
+             g28147_ecb_update(ge, data.data(), out.data(), 64);
+         }},
+        {"g28147 cfb",
+         [&] {
+             g28147_cfb_init_ext(gc, 1, key, iv32, CryptoPro_uz);
+             g28147_cfb_update(gc, data.data(), out.data(), 64);
+         }},
+        {"g28147 ofb",
+         [&] {
+             g28147_ofb_init_ext(go, key, iv32, CryptoPro_uz);
+             g28147_ofb_update(go, data.data(), out.data(), 64);
+         }},
+        {"g28147 mac",
+         [&] {
+             g28147_hmac_init_ext(gm, key, CryptoPro_uz);
+             g28147_hmac_update(gm, data.data(), 64);
+             failed_mac += g28147_hmac_final(gm, &mac) == nullptr;
+         }},
+        {"kuzn ecb encryption",
+         [&] {
+             kuzn_ecb_init(ke, 1, key);
+             kuzn_ecb_update(ke, data.data(), out.data(), 64);
+         }},
+        {"kuzn ecb decryption",
+         [&] {
+             kuzn_ecb_init(kd, 0, key);
+             kuzn_ecb_update(kd, data.data(), out.data(), 64);
+         }},
+        {"kuzn ctr",
+         [&] {
+             kuzn_ctr_init(kc, iv.data(), key);
+             kuzn_ctr_update(kc, data.data(), out.data(), 64);
+         }},
+        {"gost r 34.11-94",
+         [&] {
+             gr341194_md_init_ext(md, CryptoPro_iv, CryptoPro_uz);
+             gr341194_md_update(md, data.data(), 32);
+             gr341194_md_final(md, digest.data());
+         }},
+        {"streebog-512",
+         [&] {
+             streebog512_init(sb);
+             streebog512_update(sb, data.data(), 64);
+             streebog512_final(digest.data(), sb);
+         }},
+        {"streebog-256",
+         [&] {
+             streebog256_init(sb);
+             streebog256_update(sb, data.data(), 40);
+             streebog256_final(digest.data(), sb);
+         }},
+    };
+    for (const auto &[name, call] : calls) call();  // fills the contexts
+
+    // The key, the round keys of both directions (Kuznyechik's are derived;
+    // GOST 28147-89's are the key words), the hashed secret, and the first
+    // step key of GOST R 34.11-94, K1 = P(H xor M).
+    Secrets s;
+    s.add_words("key", key, 8);
+    for (int i = 0; i < KUZN_ROUND_KEYS; i++) {
+        s.add("kuzn encryption round key " + std::to_string(i), ke->keys[i], KUZN_BLOCK_BYTES);
+        s.add("kuzn decryption round key " + std::to_string(i), kd->keys[i], KUZN_BLOCK_BYTES);
+    }
+    s.add("hashed message", data);
+    Bytes h0(32), k1(32);
+    std::memcpy(h0.data(), CryptoPro_iv, 32);
+    gr341194_md_mem_xor(h0.data(), h0.data(), data.data(), 32);
+    gr341194_md_p(k1.data(), h0.data());
+    s.add("step key K1", k1);
+    for (const auto &[name, call] : calls) {
+        SCOPED_TRACE(name);
+        EXPECT_WIPED(call, s);
+    }
+    EXPECT_EQ(failed_mac, 0);
+    delete ge;
+    delete gc;
+    delete go;
+    delete gm;
+    delete ke;
+    delete kd;
+    delete kc;
+    delete md;
+    delete sb;
+}
+
+#ifdef LNCEXT_TEST_DSTU
+// The pool's random bytes, every one of them kept for the scan.
+Bytes dstu_random;
+Rng dstu_rng(0x4145);
+int recording_rnd(uint8_t *buf, uint32_t len) {
+    for (uint32_t i = 0; i < len; i++) buf[i] = uint8_t(dstu_rng.word());
+    dstu_random.insert(dstu_random.end(), buf, buf + len);
+    return 0;
+}
+
+TEST(SecretWipe, DstuPoolHandOutKeyGenerationAndSigningLeaveNoKeyNonceOrRandomBytes) {
+    SKIP_UNDER_SANITIZER();
+    const ec2_test::Curve &c = ec2_test::named_curves().front();
+    auto ctx = ec2_test::make_ctx(c);
+    auto pool = std::make_unique<dstu_bspool_ctx>(), saved = std::make_unique<dstu_bspool_ctx>();
+    ASSERT_EQ(dstu_bspool_init(pool.get(), ctx.get(), recording_rnd), DSTU_OK);
+    // Each call runs once to learn its secrets, then again from the same
+    // pool state and random stream (the pool stays at its address) on the
+    // probe stack.
+    const auto replayed = [&](const std::function<void()> &body,
+                              const std::function<void(Secrets &)> &learn) {
+        *saved = *pool;
+        const Rng saved_rng = dstu_rng;
+        dstu_random.clear();
+        body();
+        Secrets s;
+        s.add("random bytes", dstu_random);
+        learn(s);
+        *pool = *saved;
+        dstu_rng = saved_rng;
+        return leftovers(body, s);
+    };
+
+    uint32_t k[DSTU_SCALAR_WORDS];
+    lnm2_poly cx;
+    EXPECT_EQ(replayed([&] { dstu_bspool_get(pool.get(), k, cx); },
+                       [&](Secrets &s) { s.add_words("handed-out k", k + 1, k[0]); }),
+              "");
+
+    Bytes priv(DSTU_MAX_KEY_BYTES), pub(DSTU_MAX_FIELD_BYTES), sig(DSTU_MAX_SIG_BYTES);
+    const Bytes hash = Rng(9).bytes(32);
+    int privlen = 0, publen = 0, siglen = 0, rc = 0;
+    EXPECT_EQ(replayed(
+                  [&] {
+                      privlen = int(priv.size());
+                      publen = int(pub.size());
+                      rc |= dstu_gen_keys(ctx.get(), pool.get(), &privlen, priv.data(), &publen,
+                                          pub.data());
+                  },
+                  [&](Secrets &s) { s.add("generated d", priv.data(), size_t(privlen)); }),
+              "");
+    ASSERT_EQ(rc, 0);
+
+    // Signing: the private key, the nonce e = s - d r mod n and d r mod n.
+    EXPECT_EQ(replayed(
+                  [&] {
+                      siglen = int(sig.size());
+                      rc |= dstu_sign(ctx.get(), pool.get(), privlen, priv.data(), 256, hash.data(),
+                                      &siglen, sig.data());
+                  },
+                  [&](Secrets &s) {
+                      Mpz n(ctx->n), d, r, sv, dr, e;
+                      mpz_import(d, size_t(privlen), -1, 1, 0, 0, priv.data());
+                      mpz_import(r, size_t(siglen / 2), -1, 1, 0, 0, sig.data());
+                      mpz_import(sv, size_t(siglen / 2), -1, 1, 0, 0, sig.data() + siglen / 2);
+                      mpz_mul(dr, d, r);
+                      mpz_mod(dr, dr, n);
+                      mpz_sub(e, sv, dr);
+                      mpz_mod(e, e, n);
+                      s.add("d", d);
+                      s.add("d r mod n", dr);
+                      s.add("nonce e", e);
+                  }),
+              "");
+    EXPECT_EQ(rc, 0);
+}
+#endif
+
+}  // namespace
