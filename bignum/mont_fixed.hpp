@@ -106,20 +106,20 @@ template <class Limb, class Wide, std::size_t L, bool Square, bool HalfLast>
     Limb U[L];
     Limb c[L + 1 + off];
     Acc<Limb, Wide> acc;
-#pragma GCC unroll 32
+#pragma GCC unroll 64
     for (std::size_t k = 0; k + 1 < 2 * L; ++k) {
         const std::size_t lo = k < L ? 0 : k - L + 1, hi = k < L ? k : L - 1;
         if constexpr (Square) {
             Acc<Limb, Wide> cross;
-#pragma GCC unroll 16
+#pragma GCC unroll 32
             for (std::size_t i = lo; i < k - i; ++i) cross.mac(A[i], A[k - i]);
             acc.add_twice(cross);
             if (k % 2 == 0) acc.mac(A[k / 2], A[k / 2]);
         } else {
-#pragma GCC unroll 16
+#pragma GCC unroll 32
             for (std::size_t i = lo; i <= hi; ++i) acc.mac(A[i], B[k - i]);
         }
-#pragma GCC unroll 16
+#pragma GCC unroll 32
         for (std::size_t i = lo; i <= hi && i < k; ++i) acc.mac(U[i], M[k - i]);
         if (k >= L) {
             c[k - L + off] = acc.shift();
@@ -136,10 +136,10 @@ template <class Limb, class Wide, std::size_t L, bool Square, bool HalfLast>
     c[L - 1 + off] = acc.shift();
     c[L + off] = Limb(acc.lo);
     if constexpr (HalfLast) {
-#pragma GCC unroll 16
+#pragma GCC unroll 32
         for (std::size_t j = 0; j <= L; ++j) q[j] = c[j] >> 32 | c[j + 1] << (W - 32);
     } else {
-#pragma GCC unroll 16
+#pragma GCC unroll 32
         for (std::size_t j = 0; j <= L; ++j) q[j] = c[j];
     }
 }
@@ -236,7 +236,7 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "limbs pair words littl
 // x[0 .. ceil(W / 2)) = the W words of w as limbs.
 template <std::size_t W>
 inline void load(u64 *x, const u32 *w) {
-#pragma GCC unroll 16
+#pragma GCC unroll 32
     for (std::size_t j = 0; j < W / 2; ++j) std::memcpy(x + j, w + 2 * j, 8);
     if constexpr (W % 2 != 0) x[W / 2] = w[W - 1];
 }
@@ -244,7 +244,7 @@ inline void load(u64 *x, const u32 *w) {
 // The N low words of the limbs x into w.
 template <std::size_t N>
 inline void store(u32 *w, const u64 *x) {
-#pragma GCC unroll 16
+#pragma GCC unroll 32
     for (std::size_t j = 0; j < N / 2; ++j) std::memcpy(w + 2 * j, x + j, 8);
     if constexpr (N % 2 != 0) w[N - 1] = u32(x[N / 2]);
 }
@@ -261,14 +261,14 @@ inline void select(u32 *r, const u64 *q, u64 top, const u64 *M) {
     constexpr std::size_t L = (N + 1) / 2;
     u64 d[L], out[L];
     u64 borrow = 0;
-#pragma GCC unroll 16
+#pragma GCC unroll 32
     for (std::size_t j = 0; j < L; ++j) {
         const u128 s = u128(q[j]) - M[j] - borrow;
         d[j] = u64(s);
         borrow = u64(s >> 64) & 1;
     }
     const u64 keep = 0 - (u64((u128(top) - borrow) >> 64) & 1);
-#pragma GCC unroll 16
+#pragma GCC unroll 32
     for (std::size_t j = 0; j < L; ++j) out[j] = (d[j] & ~keep) | (q[j] & keep);
     store<N>(r, out);
 }
@@ -289,7 +289,7 @@ template <std::size_t N>
         for (std::size_t i = 0; i < H; ++i) {
             const u64 u = T[i] * n64;
             u64 c = 0;
-#pragma GCC unroll 16
+#pragma GCC unroll 32
             for (std::size_t j = 0; j < L; ++j) {
                 const u128 s = u128(u) * M[j] + T[i + j] + c;
                 T[i + j] = u64(s);
@@ -305,7 +305,7 @@ template <std::size_t N>
     } else {
         const u64 u = u32(u32(T[H]) * n0);
         u64 c = 0;
-#pragma GCC unroll 16
+#pragma GCC unroll 32
         for (std::size_t j = 0; j < L; ++j) {
             const u128 s = u128(u) * M[j] + T[H + j] + c;
             T[H + j] = u64(s);
@@ -315,7 +315,7 @@ template <std::size_t N>
         // the top limb ends at most 1, so it cannot wrap, and q fits L limbs.
         T[H + L] += c + cc;
         u64 q[L];
-#pragma GCC unroll 16
+#pragma GCC unroll 32
         for (std::size_t j = 0; j < L; ++j) q[j] = T[H + j] >> 32 | T[H + j + 1] << 32;
         select<N>(r, q, 0, M);
     }
@@ -402,6 +402,15 @@ extern const FixedTable<RedcFn> kRedcFixed;
 // and a[0], b[0] <= m[0] (t[0] <= 2 m[0]); then r (t) receives the count and
 // m[0] digits, r may be a or b, and the call returns true. Otherwise it
 // returns false and writes nothing.
+// The larger sizes of RSA with 64-bit limbs: the same unrolled kernels for
+// the word counts of the common moduli and their CRT halves (see
+// kLargeFixedWords), null for any other count or without a 128-bit product.
+struct LargeFixed {
+    MulFn mul;
+    SqrFn sqr;
+};
+LargeFixed large_fixed(uint32_t n);
+
 bool mul_fixed(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a,
                const uint32_t *b, uint32_t *r);
 bool sqr_fixed(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a, uint32_t *r);
