@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "bignum/bignum_internal.hpp"
+#include "bignum/words.hpp"
 
 namespace lncext::mont {
 namespace {
@@ -36,7 +37,7 @@ inline bool fits(uint32_t Rbits, const uint32_t *m) {
 
 // Largest word count with a kernel of either kind.
 #if defined(LNCEXT_HAVE_INT128)
-constexpr uint32_t kMaxWords = 32;
+constexpr uint32_t kMaxWords = 128;
 #else
 constexpr uint32_t kMaxWords = kMaxFixedWords;
 #endif
@@ -58,6 +59,99 @@ inline const uint32_t *digits(uint32_t *d, const uint32_t *a, uint32_t n) {
     std::memset(d + a[0], 0, (n - a[0]) * sizeof(uint32_t));
     return d;
 }
+
+#if defined(LNCEXT_HAVE_INT128)
+// ---------------------------------------------------------------------------
+// Any even word count up to 128 on 64-bit limbs: the column scan of
+// scan<u64, u128, L, ...> with the limb count L = n / 2 known only at run
+// time, so the code stays one loop nest whatever the size. Column k sums
+// a_i b_(k-i) and u_i m_(k-i) over the same i; the two go to separate
+// accumulators, two independent carry chains, which are added before the
+// column is closed. Bounds as in scan: the sum of both stays below
+// (2L + 2) 2^128 < 2^192, so neither accumulator nor their sum overflows.
+namespace rolled {
+
+using u64 = uint64_t;
+using u128 = unsigned __int128;
+using Acc64 = Acc<u64, u128>;
+
+constexpr std::size_t kMaxLimbs = 64;
+
+inline void add(Acc64 &acc, const Acc64 &x) {
+    acc.lo += x.lo;
+    acc.hi += x.hi + u64(acc.lo < x.lo);
+}
+
+// Columns from the products (Square: each cross product once, doubled, and
+// the diagonal), then the reduction digit for the low L columns; q[0 .. L]
+// receives the quotient limbs and its top (0 or 1).
+template <bool Square>
+void scan_rolled(u64 *q, const u64 *A, const u64 *B, const u64 *M, std::size_t L, u64 nl) {
+    u64 U[kMaxLimbs];
+    Acc64 acc;
+    for (std::size_t k = 0; k + 1 < 2 * L; ++k) {
+        const std::size_t lo = k < L ? 0 : k - L + 1, hi = k < L ? k : L - 1;
+        Acc64 prod, red;
+        if constexpr (Square) {
+            for (std::size_t i = lo; i < k - i; ++i) prod.mac(A[i], A[k - i]);
+            Acc64 twice;
+            twice.add_twice(prod);
+            prod = twice;
+            if (k % 2 == 0) prod.mac(A[k / 2], A[k / 2]);
+        } else {
+            for (std::size_t i = lo; i <= hi; ++i) prod.mac(A[i], B[k - i]);
+        }
+        // For k < L the digits u_0 .. u_(k-1) are known; from L on, all.
+        const std::size_t top = k < L ? k : hi + 1;
+        for (std::size_t i = lo; i < top; ++i) red.mac(U[i], M[k - i]);
+        add(acc, prod);
+        add(acc, red);
+        if (k >= L) {
+            q[k - L] = acc.shift();
+        } else {
+            U[k] = u64(acc.lo) * nl;
+            acc.mac(U[k], M[0]);
+            acc.shift();
+        }
+    }
+    q[L - 1] = acc.shift();
+    q[L] = u64(acc.lo);
+}
+
+// x as L limbs.
+inline void load(u64 *x, const uint32_t *w, std::size_t L) {
+    std::memcpy(x, w, 8 * L);
+}
+
+// r = q - M when q + top 2^(64L) >= M, else q, by a masked correction.
+inline void finish(uint32_t *r, const u64 *q, const u64 *M, std::size_t L) {
+    u64 out[kMaxLimbs];
+    lncext::words::reduce_once(out, q, q[L], M, L);
+    std::memcpy(r, out, 8 * L);
+}
+
+void mul(uint32_t *r, const uint32_t *a, const uint32_t *b, const uint32_t *m, std::size_t n,
+         uint32_t n0) {
+    const std::size_t L = n / 2;
+    u64 A[kMaxLimbs], B[kMaxLimbs], M[kMaxLimbs], q[kMaxLimbs + 1];
+    load(A, a, L);
+    load(B, b, L);
+    load(M, m, L);
+    scan_rolled<false>(q, A, B, M, L, w64::inverse64(n0, M[0]));
+    finish(r, q, M, L);
+}
+
+void sqr(uint32_t *r, const uint32_t *a, const uint32_t *m, std::size_t n, uint32_t n0) {
+    const std::size_t L = n / 2;
+    u64 A[kMaxLimbs], M[kMaxLimbs], q[kMaxLimbs + 1];
+    load(A, a, L);
+    load(M, m, L);
+    scan_rolled<true>(q, A, A, M, L, w64::inverse64(n0, M[0]));
+    finish(r, q, M, L);
+}
+
+}  // namespace rolled
+#endif
 
 }  // namespace
 
@@ -86,15 +180,34 @@ LargeFixed large_fixed([[maybe_unused]] uint32_t n) {
     return {nullptr, nullptr};
 }
 
+namespace {
+
+// Any other even count from 18 words up, with 64-bit limbs.
+inline bool rolled_fits([[maybe_unused]] uint32_t Rbits, [[maybe_unused]] uint32_t n) {
+#if defined(LNCEXT_HAVE_INT128)
+    return n % 2 == 0 && n > kMaxFixedWords && n <= 2 * rolled::kMaxLimbs && Rbits == 32 * n;
+#else
+    return false;
+#endif
+}
+
+}  // namespace
+
 // The kernels read all their input before they write, and write exactly n
 // words, so they work in place on the digits of the result.
 bool mul_fixed(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a,
                const uint32_t *b, uint32_t *r) {
     const uint32_t n = m[0];
     const MulFn f = kernels_for(Rbits, m).mul;
-    if (f == nullptr || a[0] > n || b[0] > n) return false;
+    if ((f == nullptr && !rolled_fits(Rbits, n)) || a[0] > n || b[0] > n) return false;
     uint32_t x[kMaxWords], y[kMaxWords];
-    f(r + 1, digits(x, a, n), digits(y, b, n), m + 1, minv);
+    const uint32_t *ad = digits(x, a, n), *bd = digits(y, b, n);
+#if defined(LNCEXT_HAVE_INT128)
+    if (f == nullptr)
+        rolled::mul(r + 1, ad, bd, m + 1, n, minv);
+    else
+#endif
+        f(r + 1, ad, bd, m + 1, minv);
     r[0] = n;
     lncext::bn::clip(r);
     return true;
@@ -103,9 +216,15 @@ bool mul_fixed(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t 
 bool sqr_fixed(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a, uint32_t *r) {
     const uint32_t n = m[0];
     const SqrFn f = kernels_for(Rbits, m).sqr;
-    if (f == nullptr || a[0] > n) return false;
+    if ((f == nullptr && !rolled_fits(Rbits, n)) || a[0] > n) return false;
     uint32_t x[kMaxWords];
-    f(r + 1, digits(x, a, n), m + 1, minv);
+    const uint32_t *ad = digits(x, a, n);
+#if defined(LNCEXT_HAVE_INT128)
+    if (f == nullptr)
+        rolled::sqr(r + 1, ad, m + 1, n, minv);
+    else
+#endif
+        f(r + 1, ad, m + 1, minv);
     r[0] = n;
     lncext::bn::clip(r);
     return true;
