@@ -93,16 +93,19 @@ void scan_rolled(u64 *q, const u64 *A, const u64 *B, const u64 *M, std::size_t L
         const std::size_t lo = k < L ? 0 : k - L + 1, hi = k < L ? k : L - 1;
         Acc64 prod, red;
         if constexpr (Square) {
+#pragma GCC unroll 4
             for (std::size_t i = lo; i < k - i; ++i) prod.mac(A[i], A[k - i]);
             Acc64 twice;
             twice.add_twice(prod);
             prod = twice;
             if (k % 2 == 0) prod.mac(A[k / 2], A[k / 2]);
         } else {
+#pragma GCC unroll 4
             for (std::size_t i = lo; i <= hi; ++i) prod.mac(A[i], B[k - i]);
         }
         // For k < L the digits u_0 .. u_(k-1) are known; from L on, all.
         const std::size_t top = k < L ? k : hi + 1;
+#pragma GCC unroll 4
         for (std::size_t i = lo; i < top; ++i) red.mac(U[i], M[k - i]);
         add(acc, prod);
         add(acc, red);
