@@ -24,12 +24,12 @@
 // kRedcFixed[N] hold the instantiations (entry 0 is null). The functions
 // mul_fixed, sqr_fixed and redc_fixed take the library's big numbers (count
 // word first, normalised) and the Montgomery parameters in the order of the
-// lnm* calls; they handle the case R = 2^(32 m[0]) with 1 <= m[0] <= 16 and
-// operands of at most m[0] words (2 m[0] for the reduction) and return false,
-// writing nothing, for anything else, so that a caller falls back to the
-// general path. A field whose elements are normalised big numbers of up to
-// 16 words (a 17-word slot) calls them directly; one that keeps its elements
-// as N-word digit arrays calls the templates.
+// lnm* calls; they handle the case R = 2^(32 m[0]) with 1 <= m[0] <= 16 (and
+// the larger sizes below) and operands of at most m[0] words (2 m[0] for the
+// reduction) and return false, writing nothing, for anything else, so that
+// a caller falls back to the general path. A field whose elements are normalised big numbers of up
+// to 16 words (a 17-word slot) calls them directly; one that keeps its elements as N-word digit
+// arrays calls the templates.
 //
 // Method: the product and the reduction are one pass over the columns of
 // a b + U m (finely integrated product scanning, see scan below), fully
@@ -396,21 +396,23 @@ extern const FixedTable<MulFn> kMulFixed;
 extern const FixedTable<SqrFn> kSqrFixed;
 extern const FixedTable<RedcFn> kRedcFixed;
 
-// Big-number forms (count word first). r = a b R^-1 mod m as lnmmulmont,
-// r = a^2 R^-1 mod m as lnmsqrmont, t = t R^-1 mod m in place as
-// lnmmontcom, with identical results, when Rbits = 32 m[0], 1 <= m[0] <= 16
-// and a[0], b[0] <= m[0] (t[0] <= 2 m[0]); then r (t) receives the count and
-// m[0] digits, r may be a or b, and the call returns true. Otherwise it
-// returns false and writes nothing.
 // The larger sizes of RSA with 64-bit limbs: the same unrolled kernels for
-// the word counts of the common moduli and their CRT halves (see
-// kLargeFixedWords), null for any other count or without a 128-bit product.
+// 24 and 32 words (the CRT halves and key-generation primes of 1536- and
+// 2048-bit keys), null for any other count or without a 128-bit product.
 struct LargeFixed {
     MulFn mul;
     SqrFn sqr;
 };
 LargeFixed large_fixed(uint32_t n);
 
+// Big-number forms (count word first). r = a b R^-1 mod m as lnmmulmont,
+// r = a^2 R^-1 mod m as lnmsqrmont, t = t R^-1 mod m in place as
+// lnmmontcom, with identical results, when Rbits = 32 m[0], a[0], b[0] <=
+// m[0] (t[0] <= 2 m[0]) and there is a kernel for m[0] words: 1 to 16 for
+// all three; with 64-bit limbs also 24 and 32 (unrolled) and any other even
+// count of 18 to 128 (a rolled scan) for the product and square. Then r (t)
+// receives the count and m[0] digits, r may be a or b, and the call returns
+// true. Otherwise it returns false and writes nothing.
 bool mul_fixed(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a,
                const uint32_t *b, uint32_t *r);
 bool sqr_fixed(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a, uint32_t *r);
