@@ -24,12 +24,12 @@
 // kRedcFixed[N] hold the instantiations (entry 0 is null). The functions
 // mul_fixed, sqr_fixed and redc_fixed take the library's big numbers (count
 // word first, normalised) and the Montgomery parameters in the order of the
-// lnm* calls; they handle the case R = 2^(32 m[0]) with 1 <= m[0] <= 16 and
-// operands of at most m[0] words (2 m[0] for the reduction) and return false,
-// writing nothing, for anything else, so that a caller falls back to the
-// general path. A field whose elements are normalised big numbers of up to
-// 16 words (a 17-word slot) calls them directly; one that keeps its elements
-// as N-word digit arrays calls the templates.
+// lnm* calls; they handle the case R = 2^(32 m[0]) with 1 <= m[0] <= 16 (and
+// the larger sizes below) and operands of at most m[0] words (2 m[0] for the
+// reduction) and return false, writing nothing, for anything else, so that
+// a caller falls back to the general path. A field whose elements are normalised big numbers of up
+// to 16 words (a 17-word slot) calls them directly; one that keeps its elements as N-word digit
+// arrays calls the templates.
 //
 // Method: the product and the reduction are one pass over the columns of
 // a b + U m (finely integrated product scanning, see scan below), fully
@@ -106,20 +106,20 @@ template <class Limb, class Wide, std::size_t L, bool Square, bool HalfLast>
     Limb U[L];
     Limb c[L + 1 + off];
     Acc<Limb, Wide> acc;
-#pragma GCC unroll 32
+#pragma GCC unroll 64
     for (std::size_t k = 0; k + 1 < 2 * L; ++k) {
         const std::size_t lo = k < L ? 0 : k - L + 1, hi = k < L ? k : L - 1;
         if constexpr (Square) {
             Acc<Limb, Wide> cross;
-#pragma GCC unroll 16
+#pragma GCC unroll 32
             for (std::size_t i = lo; i < k - i; ++i) cross.mac(A[i], A[k - i]);
             acc.add_twice(cross);
             if (k % 2 == 0) acc.mac(A[k / 2], A[k / 2]);
         } else {
-#pragma GCC unroll 16
+#pragma GCC unroll 32
             for (std::size_t i = lo; i <= hi; ++i) acc.mac(A[i], B[k - i]);
         }
-#pragma GCC unroll 16
+#pragma GCC unroll 32
         for (std::size_t i = lo; i <= hi && i < k; ++i) acc.mac(U[i], M[k - i]);
         if (k >= L) {
             c[k - L + off] = acc.shift();
@@ -136,10 +136,10 @@ template <class Limb, class Wide, std::size_t L, bool Square, bool HalfLast>
     c[L - 1 + off] = acc.shift();
     c[L + off] = Limb(acc.lo);
     if constexpr (HalfLast) {
-#pragma GCC unroll 16
+#pragma GCC unroll 32
         for (std::size_t j = 0; j <= L; ++j) q[j] = c[j] >> 32 | c[j + 1] << (W - 32);
     } else {
-#pragma GCC unroll 16
+#pragma GCC unroll 32
         for (std::size_t j = 0; j <= L; ++j) q[j] = c[j];
     }
 }
@@ -236,7 +236,7 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "limbs pair words littl
 // x[0 .. ceil(W / 2)) = the W words of w as limbs.
 template <std::size_t W>
 inline void load(u64 *x, const u32 *w) {
-#pragma GCC unroll 16
+#pragma GCC unroll 32
     for (std::size_t j = 0; j < W / 2; ++j) std::memcpy(x + j, w + 2 * j, 8);
     if constexpr (W % 2 != 0) x[W / 2] = w[W - 1];
 }
@@ -244,7 +244,7 @@ inline void load(u64 *x, const u32 *w) {
 // The N low words of the limbs x into w.
 template <std::size_t N>
 inline void store(u32 *w, const u64 *x) {
-#pragma GCC unroll 16
+#pragma GCC unroll 32
     for (std::size_t j = 0; j < N / 2; ++j) std::memcpy(w + 2 * j, x + j, 8);
     if constexpr (N % 2 != 0) w[N - 1] = u32(x[N / 2]);
 }
@@ -261,14 +261,14 @@ inline void select(u32 *r, const u64 *q, u64 top, const u64 *M) {
     constexpr std::size_t L = (N + 1) / 2;
     u64 d[L], out[L];
     u64 borrow = 0;
-#pragma GCC unroll 16
+#pragma GCC unroll 32
     for (std::size_t j = 0; j < L; ++j) {
         const u128 s = u128(q[j]) - M[j] - borrow;
         d[j] = u64(s);
         borrow = u64(s >> 64) & 1;
     }
     const u64 keep = 0 - (u64((u128(top) - borrow) >> 64) & 1);
-#pragma GCC unroll 16
+#pragma GCC unroll 32
     for (std::size_t j = 0; j < L; ++j) out[j] = (d[j] & ~keep) | (q[j] & keep);
     store<N>(r, out);
 }
@@ -289,7 +289,7 @@ template <std::size_t N>
         for (std::size_t i = 0; i < H; ++i) {
             const u64 u = T[i] * n64;
             u64 c = 0;
-#pragma GCC unroll 16
+#pragma GCC unroll 32
             for (std::size_t j = 0; j < L; ++j) {
                 const u128 s = u128(u) * M[j] + T[i + j] + c;
                 T[i + j] = u64(s);
@@ -305,7 +305,7 @@ template <std::size_t N>
     } else {
         const u64 u = u32(u32(T[H]) * n0);
         u64 c = 0;
-#pragma GCC unroll 16
+#pragma GCC unroll 32
         for (std::size_t j = 0; j < L; ++j) {
             const u128 s = u128(u) * M[j] + T[H + j] + c;
             T[H + j] = u64(s);
@@ -315,7 +315,7 @@ template <std::size_t N>
         // the top limb ends at most 1, so it cannot wrap, and q fits L limbs.
         T[H + L] += c + cc;
         u64 q[L];
-#pragma GCC unroll 16
+#pragma GCC unroll 32
         for (std::size_t j = 0; j < L; ++j) q[j] = T[H + j] >> 32 | T[H + j + 1] << 32;
         select<N>(r, q, 0, M);
     }
@@ -396,12 +396,23 @@ extern const FixedTable<MulFn> kMulFixed;
 extern const FixedTable<SqrFn> kSqrFixed;
 extern const FixedTable<RedcFn> kRedcFixed;
 
+// The larger sizes of RSA with 64-bit limbs: the same unrolled kernels for
+// 24 and 32 words (the CRT halves and key-generation primes of 1536- and
+// 2048-bit keys), null for any other count or without a 128-bit product.
+struct LargeFixed {
+    MulFn mul;
+    SqrFn sqr;
+};
+LargeFixed large_fixed(uint32_t n);
+
 // Big-number forms (count word first). r = a b R^-1 mod m as lnmmulmont,
 // r = a^2 R^-1 mod m as lnmsqrmont, t = t R^-1 mod m in place as
-// lnmmontcom, with identical results, when Rbits = 32 m[0], 1 <= m[0] <= 16
-// and a[0], b[0] <= m[0] (t[0] <= 2 m[0]); then r (t) receives the count and
-// m[0] digits, r may be a or b, and the call returns true. Otherwise it
-// returns false and writes nothing.
+// lnmmontcom, with identical results, when Rbits = 32 m[0], a[0], b[0] <=
+// m[0] (t[0] <= 2 m[0]) and there is a kernel for m[0] words: 1 to 16 for
+// all three; with 64-bit limbs also 24 and 32 (unrolled) and any other even
+// count of 18 to 128 (a rolled scan) for the product and square. Then r (t)
+// receives the count and m[0] digits, r may be a or b, and the call returns
+// true. Otherwise it returns false and writes nothing.
 bool mul_fixed(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a,
                const uint32_t *b, uint32_t *r);
 bool sqr_fixed(uint32_t minv, uint32_t Rbits, const uint32_t *m, const uint32_t *a, uint32_t *r);
