@@ -19,3 +19,10 @@
 #if !defined(LNCEXT_PORTABLE) && defined(__x86_64__)
 #define LNCEXT_HAVE_X86_64 1
 #endif
+
+// Inline assembly written for the GNU assembler's x86-64 syntax (an offset
+// added to a memory operand, "8+%[a]"), which clang's built-in assembler does
+// not parse; clang builds (the fuzzing preset) take the generic code there.
+#if defined(LNCEXT_HAVE_X86_64) && !defined(__clang__)
+#define LNCEXT_HAVE_GNU_ASM_X86_64 1
+#endif

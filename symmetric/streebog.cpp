@@ -20,7 +20,7 @@
 namespace lncext::streebog {
 namespace {
 
-#if defined(LNCEXT_HAVE_X86_64)
+#if defined(LNCEXT_HAVE_GNU_ASM_X86_64)
 using Lps = X64Lps;
 #else
 using Lps = PortableLps;

@@ -13,7 +13,7 @@
 #include "common/platform.hpp"
 #include "lncext/streebog.h"
 #include "symmetric/streebog_lps_portable.hpp"
-#if defined(LNCEXT_HAVE_X86_64)
+#if defined(LNCEXT_HAVE_GNU_ASM_X86_64)
 #include "symmetric/streebog_lps_x64.hpp"
 #endif
 

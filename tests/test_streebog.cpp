@@ -201,7 +201,7 @@ static void check_pass(uint32_t seed) {
 
 TEST(Streebog, EveryLpsPassMatchesThePortableOne) {
     check_pass<lncext::streebog::PortableLps>(21);
-#if defined(LNCEXT_HAVE_X86_64)
+#if defined(LNCEXT_HAVE_GNU_ASM_X86_64)
     check_pass<lncext::streebog::X64Lps>(22);
 #else
     std::cout << "[ INFO ] only the portable LPS pass is built here\n";
