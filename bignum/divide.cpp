@@ -269,21 +269,6 @@ void reciprocal_limbs(const u32 *a, u32 *m, u32 *q, u32 *r) {
     lncext::secure_wipe(t, (tw + 2) * sizeof(u32));
 }
 
-// (hi * 2^32 + lo) = q * d + rem for hi < d, so that q fits a word.
-inline u32 div_hw(u32 hi, u32 lo, u32 d, u32 *rem) {
-#if defined(LNCEXT_HAVE_X86)
-    // One hardware division; hi < d keeps the quotient in range.
-    u32 qd, rd;
-    __asm__("divl %4" : "=a"(qd), "=d"(rd) : "a"(lo), "d"(hi), "rm"(d) : "cc");
-    *rem = rd;
-    return qd;
-#else
-    const u64 v = u64(hi) << 32 | lo;
-    *rem = u32(v % d);
-    return u32(v / d);
-#endif
-}
-
 // The row of the division, kept out of line: inlined into the loop of the
 // schoolbook division, it measured slower.
 __attribute__((noinline)) u32 submul(u32 *r, const u32 *b, std::size_t n, u32 x) {
@@ -330,7 +315,7 @@ void schoolbook(const uint32_t *a, uint32_t *m, uint32_t *q, uint32_t *r) {
             rhat = u64(mtop) + mid;  // (top, mid) - (2^32 - 1) * mtop
         } else {
             u32 rem;
-            qhat = div_hw(top, mid, mtop, &rem);
+            qhat = div_word(top, mid, mtop, &rem);
             rhat = rem;
         }
         // Refine with the next words: qhat ends at most one too large.

@@ -10,22 +10,6 @@
 namespace {
 
 using u32 = uint32_t;
-using u64 = uint64_t;
-
-// (hi * 2^32 + lo) = q * d + rem for hi < d, so that q fits a word.
-inline u32 div_2by1(u32 hi, u32 lo, u32 d, u32 *rem) {
-#if defined(LNCEXT_HAVE_X86)
-    // One hardware division; hi < d keeps the quotient in range.
-    u32 q, r;
-    __asm__("divl %4" : "=a"(q), "=d"(r) : "a"(lo), "d"(hi), "rm"(d) : "cc");
-    *rem = r;
-    return q;
-#else
-    u64 n = u64(hi) << 32 | lo;
-    *rem = u32(n % d);
-    return u32(n / d);
-#endif
-}
 
 }  // namespace
 
@@ -111,7 +95,8 @@ LNCEXT_API uint32_t lnmdivs(uint32_t hi, uint32_t lo, uint32_t d, uint32_t *qout
 
 LNCEXT_API uint32_t lnmmodd(const uint32_t *a, uint32_t d) {
     u32 rem = 0;
-    for (u32 i = a[0]; i >= 1; i--) div_2by1(rem, a[i], d, &rem);  // rem < d throughout
+    for (u32 i = a[0]; i >= 1; i--)
+        lncext::div::div_word(rem, a[i], d, &rem);  // rem < d throughout
     return rem;
 }
 

@@ -152,82 +152,85 @@ inline void st64(uint32_t *p, uint64_t v) {
 }
 #endif
 
+namespace detail {
+
+#if defined(LNCEXT_HAVE_X86)
+// One step of the x86 carry chain (Sub false) or borrow chain (Sub true).
+template <bool Sub>
+inline unsigned char step32(unsigned char c, unsigned int x, unsigned int y, unsigned int *s) {
+    if constexpr (Sub)
+        return _subborrow_u32(c, x, y, s);
+    else
+        return _addcarry_u32(c, x, y, s);
+}
+#endif
+#if defined(LNCEXT_HAVE_X86_64)
+template <bool Sub>
+inline unsigned char step64(unsigned char c, unsigned long long x, unsigned long long y,
+                            unsigned long long *s) {
+    if constexpr (Sub)
+        return _subborrow_u64(c, x, y, s);
+    else
+        return _addcarry_u64(c, x, y, s);
+}
+#endif
+
+// r = a + (b & mask) or, with Sub, r = a - (b & mask); returns the carry or
+// borrow (0 or 1). On x86 one carry instruction a limb (two digits a limb
+// on x86-64); elsewhere the generic bodies.
+template <bool Sub, Word W>
+inline W chain_masked(W *r, const W *a, const W *b, W mask, std::size_t n) {
+#if defined(LNCEXT_HAVE_X86)
+    if constexpr (std::same_as<W, uint32_t>) {
+        unsigned char c = 0;
+        std::size_t i = 0;
+#if defined(LNCEXT_HAVE_X86_64)
+        const uint64_t mask2 = uint64_t(mask) << 32 | mask;
+        for (; i + 2 <= n; i += 2) {
+            unsigned long long s;
+            c = step64<Sub>(c, ld64(a + i), ld64(b + i) & mask2, &s);
+            st64(r + i, s);
+        }
+#endif
+        for (; i < n; i++) {
+            unsigned int s;
+            c = step32<Sub>(c, a[i], b[i] & mask, &s);
+            r[i] = s;
+        }
+        return c;
+    }
+#if defined(LNCEXT_HAVE_X86_64)
+    else {
+        unsigned char c = 0;
+        for (std::size_t i = 0; i < n; i++) {
+            unsigned long long s;
+            c = step64<Sub>(c, a[i], b[i] & mask, &s);
+            r[i] = s;
+        }
+        return c;
+    }
+#endif
+#endif
+    if constexpr (Sub)
+        return generic::sub_masked(r, a, b, mask, n);
+    else
+        return generic::add_masked(r, a, b, mask, n);
+}
+
+}  // namespace detail
+
 // r = a + (b & mask); returns the carry (0 or 1). With a mask of 0 or all
 // ones, a conditional addition whose time and memory accesses do not depend
 // on the mask. Every step loads before it stores, so r may be a or b.
 template <Word W>
 inline W add_masked(W *r, const W *a, const W *b, W mask, std::size_t n) {
-#if defined(LNCEXT_HAVE_X86)
-    unsigned char c = 0;
-    std::size_t i = 0;
-    if constexpr (std::same_as<W, uint32_t>) {
-#if defined(LNCEXT_HAVE_X86_64)
-        const uint64_t mask2 = uint64_t(mask) << 32 | mask;
-        for (; i + 2 <= n; i += 2) {
-            unsigned long long s;
-            c = _addcarry_u64(c, ld64(a + i), ld64(b + i) & mask2, &s);
-            st64(r + i, s);
-        }
-#endif
-        for (; i < n; i++) {
-            unsigned int s;
-            c = _addcarry_u32(c, a[i], b[i] & mask, &s);
-            r[i] = s;
-        }
-        return c;
-    } else {
-#if defined(LNCEXT_HAVE_X86_64)
-        for (; i < n; i++) {
-            unsigned long long s;
-            c = _addcarry_u64(c, a[i], b[i] & mask, &s);
-            r[i] = s;
-        }
-        return c;
-#else
-        return generic::add_masked(r, a, b, mask, n);
-#endif
-    }
-#else
-    return generic::add_masked(r, a, b, mask, n);
-#endif
+    return detail::chain_masked<false>(r, a, b, mask, n);
 }
 
 // r = a - (b & mask); returns the borrow (0 or 1); constant time as above.
 template <Word W>
 inline W sub_masked(W *r, const W *a, const W *b, W mask, std::size_t n) {
-#if defined(LNCEXT_HAVE_X86)
-    unsigned char c = 0;
-    std::size_t i = 0;
-    if constexpr (std::same_as<W, uint32_t>) {
-#if defined(LNCEXT_HAVE_X86_64)
-        const uint64_t mask2 = uint64_t(mask) << 32 | mask;
-        for (; i + 2 <= n; i += 2) {
-            unsigned long long s;
-            c = _subborrow_u64(c, ld64(a + i), ld64(b + i) & mask2, &s);
-            st64(r + i, s);
-        }
-#endif
-        for (; i < n; i++) {
-            unsigned int s;
-            c = _subborrow_u32(c, a[i], b[i] & mask, &s);
-            r[i] = s;
-        }
-        return c;
-    } else {
-#if defined(LNCEXT_HAVE_X86_64)
-        for (; i < n; i++) {
-            unsigned long long s;
-            c = _subborrow_u64(c, a[i], b[i] & mask, &s);
-            r[i] = s;
-        }
-        return c;
-#else
-        return generic::sub_masked(r, a, b, mask, n);
-#endif
-    }
-#else
-    return generic::sub_masked(r, a, b, mask, n);
-#endif
+    return detail::chain_masked<true>(r, a, b, mask, n);
 }
 
 // r = a + b; returns the carry (0 or 1).
