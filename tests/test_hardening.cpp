@@ -1,10 +1,14 @@
-// Secrets do not outlive the calls that handle them. Each call runs on a
-// stack that is a buffer of ours, filled with a pattern first; after the
-// call has returned, no 8-byte window of any secret (in either byte
-// order: the big-endian input and the little-endian words it becomes) may be
-// left anywhere in that buffer. The secrets live on the heap and the test's
-// code on that stack only passes pointers, so whatever is found was left by the library.
-// A control with a deliberate leftover proves the scan sees what it should.
+// Two guarantees about state. Secrets do not outlive the calls that handle
+// them: each call runs on a stack that is a buffer of ours, filled with a
+// pattern first; after it returns, no 8-byte window of any secret (in either
+// byte order: the big-endian input and the little-endian words it becomes)
+// may be left in that buffer. The secrets live on the heap and the test's
+// code on that stack only passes pointers, so whatever is found was left by
+// the library; a control with a deliberate leftover proves the scan sees.
+// And filled contexts and the exported tables are only read by the
+// operations: four threads repeat results worked out alone first, at once on
+// the shared records; under ThreadSanitizer (preset tsan) any write to
+// shared state shows up as a data race.
 #include <gmp.h>
 #include <gtest/gtest.h>
 #include <ucontext.h>
@@ -18,8 +22,13 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <thread>
+#include <vector>
 
+#include "bignum_oracle.hpp"
+#include "ec2_curves.hpp"
 #include "gostr341001_util.hpp"
+#include "lncext/bignum.h"
 #include "lncext/gost28147.h"
 #include "lncext/gostr341194.h"
 #include "lncext/kuznyechik.h"
@@ -32,10 +41,6 @@
 #define VALGRIND_MAKE_MEM_DEFINED(p, n) ((void)(p), (void)(n))
 #define VALGRIND_STACK_REGISTER(lo, hi) 0u
 #define VALGRIND_STACK_DEREGISTER(id) ((void)(id))
-#endif
-#if __has_include(<lncext/dstu4145.h>)
-#include "ec2_curves.hpp"
-#define LNCEXT_TEST_DSTU 1
 #endif
 
 namespace {
@@ -217,34 +222,52 @@ TEST(SecretWipe, GostR341001SigningKeysAndVkoLeaveNoKeyNonceOrSharedPoint) {
     }
 }
 
+// A 1024-bit RSA key made with GMP (e = 65537, p > q), as records.
+struct GmpRsaKey {
+    Mpz p, q, n, e, dP, dQ, qInv, d, phi;
+    Bytes pub, priv;
+    explicit GmpRsaKey(unsigned long seed) {
+        gmp_randstate_t st;
+        gmp_randinit_default(st);
+        gmp_randseed_ui(st, seed);
+        Mpz t;
+        mpz_set_ui(e, 65537);
+        for (mpz_ptr x : {p.z, q.z}) do {
+                mpz_urandomb(x, st, 512);
+                mpz_setbit(x, 511);
+                mpz_setbit(x, 510);
+                mpz_nextprime(x, x);
+                mpz_sub_ui(t, x, 1);
+                mpz_gcd(t, t, e);
+            } while (mpz_cmp_ui(t.z, 1) != 0);
+        gmp_randclear(st);
+        if (mpz_cmp(p, q) < 0) mpz_swap(p, q);
+        mpz_mul(n, p, q);
+        mpz_sub_ui(t, p, 1);
+        mpz_invert(dP, e, t);
+        mpz_sub_ui(phi, q, 1);
+        mpz_invert(dQ, e, phi);
+        mpz_mul(phi, phi, t);
+        mpz_invert(d, e, phi);
+        mpz_invert(qInv, q, p);
+        pub = concat({record_of(n), record_of(e)});
+        priv = concat({record_of(p), record_of(q), record_of(dP), record_of(dQ), record_of(qInv)});
+    }
+    // A number below n, from the key's seed and i.
+    Bytes message(unsigned long i) const {
+        Mpz m;
+        mpz_set_ui(m, 0x9e3779b9ul * (i + 1));
+        mpz_powm_ui(m, m, 1000003, n);
+        return bytes_of(m, 128);
+    }
+};
+
 TEST(SecretWipe, RsaPrivateOperationLeavesNoPrimeExponentOrCrtHalf) {
     SKIP_UNDER_SANITIZER();
-    gmp_randstate_t st;
-    gmp_randinit_default(st);
-    gmp_randseed_ui(st, 0x45a);
-    Mpz p, q, n, e, dP, dQ, qInv, c, cp, cq, m1, m2, hh, t, phi, d;
-    mpz_set_ui(e, 65537);
-    for (mpz_ptr x : {p.z, q.z}) {
-        do {
-            mpz_urandomb(x, st, 512);
-            mpz_setbit(x, 511);
-            mpz_setbit(x, 510);
-            mpz_nextprime(x, x);
-            mpz_sub_ui(t, x, 1);
-            mpz_gcd(t, t, e);
-        } while (mpz_cmp_ui(t.z, 1) != 0);
-    }
-    if (mpz_cmp(p, q) < 0) mpz_swap(p, q);
-    mpz_mul(n, p, q);
-    mpz_sub_ui(t, p, 1);
-    mpz_invert(dP, e, t);
-    mpz_sub_ui(phi, q, 1);
-    mpz_invert(dQ, e, phi);
-    mpz_mul(phi, phi, t);
-    mpz_invert(d, e, phi);
-    mpz_invert(qInv, q, p);
-    mpz_urandomm(c, st, n);
-    gmp_randclear(st);
+    const GmpRsaKey key(0x45a);
+    const auto &[p, q, n, e, dP, dQ, qInv, d, phi, pub_, priv_] = key;
+    Mpz c, cp, cq, m1, m2, hh;
+    set_bytes(c, key.message(0));
     mpz_mod(cp, c, p);
     mpz_mod(cq, c, q);
     mpz_powm(m1, cp, dP, p);
@@ -253,8 +276,6 @@ TEST(SecretWipe, RsaPrivateOperationLeavesNoPrimeExponentOrCrtHalf) {
     mpz_mul(hh, hh, qInv);
     mpz_mod(hh, hh, p);
 
-    const Bytes priv =
-        concat({record_of(p), record_of(q), record_of(dP), record_of(dQ), record_of(qInv)});
     const Bytes in = bytes_of(c, 128);
     Bytes out(128);
     uint32_t rc = 0;
@@ -264,8 +285,8 @@ TEST(SecretWipe, RsaPrivateOperationLeavesNoPrimeExponentOrCrtHalf) {
         {"qInv", qInv},  {"d", d},        {"phi", phi},    {"c mod p", cp},
         {"c mod q", cq}, {"m mod p", m1}, {"m mod q", m2}, {"Garner's h", hh}};
     for (const auto &[name, z] : named) s.add(name, z);
-    EXPECT_WIPED([&] { rc |= rsa_sign(out.data(), in.data(), 128, priv.data()); }, s);
-    EXPECT_WIPED([&] { rc |= rsa_decrypt(out.data(), in.data(), 128, priv.data()); }, s);
+    EXPECT_WIPED([&] { rc |= rsa_sign(out.data(), in.data(), 128, key.priv.data()); }, s);
+    EXPECT_WIPED([&] { rc |= rsa_decrypt(out.data(), in.data(), 128, key.priv.data()); }, s);
     ASSERT_EQ(rc, 0u);
     Mpz m;
     set_bytes(m, out);
@@ -315,70 +336,71 @@ TEST(SecretWipe, CipherKeySchedulesAndHashedSecretsStayInTheirContexts) {
     const Bytes data = rng.bytes(64), iv = rng.bytes(8);
     std::memcpy(iv32, iv.data(), 8);
     Bytes out(64), digest(64);
-    auto *ge = new g28147_ecb_ctx;
-    auto *gc = new g28147_cfb_ctx;
-    auto *go = new g28147_ofb_ctx;
-    auto *gm = new g28147_hmac_ctx;
-    auto *ke = new kuzn_ecb_ctx, *kd = new kuzn_ecb_ctx;
-    auto *kc = new kuzn_ctr_ctx;
-    auto *md = new gr341194_md_ctx;
-    auto *sb = new streebog_ctx;
+    // The contexts on the heap: what they keep is theirs to keep.
+    auto ge = std::make_unique<g28147_ecb_ctx>();
+    auto gc = std::make_unique<g28147_cfb_ctx>();
+    auto go = std::make_unique<g28147_ofb_ctx>();
+    auto gm = std::make_unique<g28147_hmac_ctx>();
+    auto ke = std::make_unique<kuzn_ecb_ctx>(), kd = std::make_unique<kuzn_ecb_ctx>();
+    auto kc = std::make_unique<kuzn_ctr_ctx>();
+    auto md = std::make_unique<gr341194_md_ctx>();
+    auto sb = std::make_unique<streebog_ctx>();
     uint32_t mac = 0;
     int failed_mac = 0;
     const std::pair<const char *, std::function<void()>> calls[] = {
         {"g28147 ecb",
          [&] {
-             g28147_ecb_init_ext(ge, 1, key, CryptoPro_uz);
-             g28147_ecb_update(ge, data.data(), out.data(), 64);
+             g28147_ecb_init_ext(ge.get(), 1, key, CryptoPro_uz);
+             g28147_ecb_update(ge.get(), data.data(), out.data(), 64);
          }},
         {"g28147 cfb",
          [&] {
-             g28147_cfb_init_ext(gc, 1, key, iv32, CryptoPro_uz);
-             g28147_cfb_update(gc, data.data(), out.data(), 64);
+             g28147_cfb_init_ext(gc.get(), 1, key, iv32, CryptoPro_uz);
+             g28147_cfb_update(gc.get(), data.data(), out.data(), 64);
          }},
         {"g28147 ofb",
          [&] {
-             g28147_ofb_init_ext(go, key, iv32, CryptoPro_uz);
-             g28147_ofb_update(go, data.data(), out.data(), 64);
+             g28147_ofb_init_ext(go.get(), key, iv32, CryptoPro_uz);
+             g28147_ofb_update(go.get(), data.data(), out.data(), 64);
          }},
         {"g28147 mac",
          [&] {
-             g28147_hmac_init_ext(gm, key, CryptoPro_uz);
-             g28147_hmac_update(gm, data.data(), 64);
-             failed_mac += g28147_hmac_final(gm, &mac) == nullptr;
+             g28147_hmac_init_ext(gm.get(), key, CryptoPro_uz);
+             g28147_hmac_update(gm.get(), data.data(), 64);
+             failed_mac += g28147_hmac_final(gm.get(), &mac) == nullptr;
          }},
         {"kuzn ecb encryption",
          [&] {
-             kuzn_ecb_init(ke, 1, key);
-             kuzn_ecb_update(ke, data.data(), out.data(), 64);
+             kuzn_ecb_init(ke.get(), 1, key);
+             kuzn_ecb_update(ke.get(), data.data(), out.data(), 64);
          }},
         {"kuzn ecb decryption",
          [&] {
-             kuzn_ecb_init(kd, 0, key);
-             kuzn_ecb_update(kd, data.data(), out.data(), 64);
+             kuzn_ecb_init(kd.get(), 0, key);
+             kuzn_ecb_update(kd.get(), data.data(), out.data(), 64);
          }},
         {"kuzn ctr",
          [&] {
-             kuzn_ctr_init(kc, iv.data(), key);
-             kuzn_ctr_update(kc, data.data(), out.data(), 64);
+             kuzn_ctr_init(kc.get(), iv.data(), key);
+             kuzn_ctr_update(kc.get(), data.data(), out.data(), 64);
          }},
         {"gost r 34.11-94",
          [&] {
-             gr341194_md_init_ext(md, CryptoPro_iv, CryptoPro_uz);
-             gr341194_md_update(md, data.data(), 32);
-             gr341194_md_final(md, digest.data());
+             gr341194_md_init_ext(md.get(), CryptoPro_iv, CryptoPro_uz);
+             gr341194_md_update(md.get(), data.data(), 32);
+             gr341194_md_final(md.get(), digest.data());
          }},
         {"streebog-512",
          [&] {
              streebog512_init(sb);
-             streebog512_update(sb, data.data(), 64);
-             streebog512_final(digest.data(), sb);
+             streebog512_update(sb.get(), data.data(), 64);
+             streebog512_final(digest.data(), sb.get());
          }},
         {"streebog-256",
          [&] {
              streebog256_init(sb);
-             streebog256_update(sb, data.data(), 40);
-             streebog256_final(digest.data(), sb);
+             streebog256_update(sb.get(), data.data(), 40);
+             streebog256_final(digest.data(), sb.get());
          }},
     };
     for (const auto &[name, call] : calls) call();  // fills the contexts
@@ -403,18 +425,8 @@ TEST(SecretWipe, CipherKeySchedulesAndHashedSecretsStayInTheirContexts) {
         EXPECT_WIPED(call, s);
     }
     EXPECT_EQ(failed_mac, 0);
-    delete ge;
-    delete gc;
-    delete go;
-    delete gm;
-    delete ke;
-    delete kd;
-    delete kc;
-    delete md;
-    delete sb;
 }
 
-#ifdef LNCEXT_TEST_DSTU
 // The pool's random bytes, every one of them kept for the scan.
 Bytes dstu_random;
 Rng dstu_rng(0x4145);
@@ -490,6 +502,146 @@ TEST(SecretWipe, DstuPoolHandOutKeyGenerationAndSigningLeaveNoKeyNonceOrRandomBy
               "");
     EXPECT_EQ(rc, 0);
 }
-#endif
+
+constexpr int kThreads = 4;
+
+// Runs job(t) on kThreads threads at once; job returns its mismatches.
+template <class Job>
+void expect_agree_in_threads(Job job) {
+    std::vector<int> bad(kThreads, 0);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; t++) threads.emplace_back([&, t] { bad[t] = job(t); });
+    for (auto &th : threads) th.join();
+    for (int t = 0; t < kThreads; t++) EXPECT_EQ(bad[t], 0) << "thread " << t;
+}
+
+TEST(SharedTablesThreads, CipherSchedulesAndHashTablesServeManyThreadsAtOnce) {
+    Rng rng(0x7ab1e);
+    uint32_t key[8];
+    for (auto &w : key) w = rng.word();
+    const Bytes data = rng.bytes(256);
+    // One schedule per cipher, shared; the hashes each thread runs on its
+    // own context share the S-box and LPS tables.
+    g28147_ecb_ctx gost;
+    g28147_ecb_init_ext(&gost, 1, key, CryptoPro_uz);
+    kuzn_ecb_ctx kuzn;
+    kuzn_ecb_init(&kuzn, 1, key);
+    const auto run = [&](Bytes &out) {
+        out.assign(256 + 32 + 64, 0);
+        g28147_ecb_update(&gost, data.data(), out.data(), 128);
+        kuzn_ecb_update(&kuzn, data.data() + 128, out.data() + 128, 128);
+        gr341194_md_ctx md;
+        gr341194_md_init_ext(&md, CryptoPro_iv, CryptoPro_uz);
+        gr341194_md_update(&md, data.data(), 256);
+        gr341194_md_final(&md, out.data() + 256);
+        streebog_ctx sb;
+        streebog512_init(&sb);
+        streebog512_update(&sb, data.data(), 256);
+        streebog512_final(out.data() + 288, &sb);
+    };
+    Bytes want;
+    run(want);
+    expect_agree_in_threads([&](int) {
+        int bad = 0;
+        for (int i = 0; i < 8; i++) {
+            Bytes got;
+            run(got);
+            bad += got != want;
+        }
+        return bad;
+    });
+}
+
+TEST(SharedTablesThreads, OneMontgomeryTableServesManyExponentiationsAtOnce) {
+    Rng rng(0x3047);
+    Num m = random_num(rng, 16);
+    m[1] |= 1;
+    m.resize(LNMBIG_WORDS);
+    const uint32_t minv = lnminverse(0u - m[1]), Rbits = 32 * m[0];
+    Num x = random_num(rng, 15), one(LNMBIG_WORDS), r2(LNMBIG_WORDS), xm(LNMBIG_WORDS);
+    lnmunitymont(Rbits, m.data(), one.data());  // divides by m: before the threads
+    lnmunitymont(2 * Rbits, m.data(), r2.data());
+    lnmmulmont(minv, Rbits, m.data(), x.data(), r2.data(), xm.data());
+    Num table(LNM_MONTIC_TABLE_WORDS(5, 16));
+    lnmmontic(table.data(), 5, minv, Rbits, m.data(), xm.data());
+    std::vector<Num> exps, want;
+    for (int i = 0; i < 8; i++) {
+        exps.push_back(random_num(rng, 1 + rng.below(16)));
+        want.emplace_back(LNMBIG_WORDS);
+        lnmicpowmont(table.data(), 5, 512, one.data(), minv, Rbits, m.data(), exps.back().data(),
+                     want.back().data());
+    }
+    expect_agree_in_threads([&](int t) {
+        int bad = 0;
+        for (size_t i = 0; i < exps.size(); i++) {
+            const size_t j = (i + size_t(t)) % exps.size();
+            Num r(LNMBIG_WORDS);
+            lnmicpowmont(table.data(), 5, 512, one.data(), minv, Rbits, m.data(), exps[j].data(),
+                         r.data());
+            bad += r != want[j];
+        }
+        return bad;
+    });
+}
+
+TEST(SharedTablesThreads, OneFieldContextServesManyThreadsIncludingTheDividingSlots) {
+    Rng rng(0x1f1d);
+    for (const char *set : {"A", "test"}) {  // special form, Montgomery form
+        SCOPED_TRACE(set);
+        const Num p = big(paramsets().at(set).p);
+        lnmpff_ctx f;
+        ASSERT_EQ(lnmpff_init(&f, p.data()), &f);
+        std::vector<Num> in, want;
+        const auto run = [&](const Num &a, Num &out) {
+            Num e(LNMBIG_WORDS), s(LNMBIG_WORDS), i(LNMBIG_WORDS), w(LNMBIG_WORDS);
+            f.in(&f, e.data(), a.data());  // reduces by division on a private copy of p
+            f.sqr(&f, e.data(), s.data());
+            f.inv(&f, s.data(), i.data());
+            f.mul(&f, i.data(), e.data(), s.data());
+            lnmpffpow(&f, s.data(), a.data(), w.data());
+            out.assign(LNMBIG_WORDS, 0);
+            f.out(&f, out.data(), w.data());
+        };
+        for (int k = 0; k < 6; k++) {
+            in.push_back(random_num(rng, 12));
+            in.back().resize(LNMBIG_WORDS);
+            want.emplace_back();
+            run(in.back(), want.back());
+        }
+        expect_agree_in_threads([&](int t) {
+            int bad = 0;
+            for (size_t k = 0; k < in.size(); k++) {
+                const size_t j = (k + size_t(t)) % in.size();
+                Num got;
+                run(in[j], got);
+                bad += got != want[j];
+            }
+            return bad;
+        });
+    }
+}
+
+TEST(SharedTablesThreads, OneRsaKeyPairServesManyThreadsAtOnce) {
+    const GmpRsaKey key(0x75a);
+    std::vector<Bytes> msgs, sigs;
+    for (unsigned long i = 0; i < 4; i++) {
+        msgs.push_back(key.message(i));
+        sigs.emplace_back(128);
+        ASSERT_EQ(rsa_sign(sigs.back().data(), msgs.back().data(), 128, key.priv.data()), RSA_OK);
+    }
+    expect_agree_in_threads([&](int th) {
+        int bad = 0;
+        for (size_t i = 0; i < msgs.size(); i++) {
+            const size_t j = (i + size_t(th)) % msgs.size();
+            Bytes sig(128), back(128);
+            bad += rsa_sign(sig.data(), msgs[j].data(), 128, key.priv.data()) != RSA_OK ||
+                   sig != sigs[j];
+            bad += rsa_verify(sig.data(), msgs[j].data(), 128, key.pub.data()) != RSA_OK;
+            bad += rsa_encrypt(back.data(), sig.data(), 128, key.pub.data()) != RSA_OK ||
+                   back != msgs[j];
+        }
+        return bad;
+    });
+}
 
 }  // namespace
