@@ -1,5 +1,5 @@
 // The published DSTU 4145 curves of tests/vectors/dstu4145.txt as contexts,
-// and the point helpers the binary-curve tests share.
+// and the element and point helpers the binary-curve tests share.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,8 +16,8 @@ namespace ec2_test {
 
 using lncext_test::Bytes;
 
-// A curve or example block: field, coefficients, base point (x, y) and order
-// as the library's little-endian byte strings.
+// A named curve or signature example: field, coefficients, base point and
+// order as the library's little-endian byte strings.
 struct Curve {
     std::string name;
     uint32_t m, k1, k2, k3, a, cofactor;
@@ -25,12 +25,12 @@ struct Curve {
     lncext_test::VectorBlock block;
 };
 
-inline std::vector<Curve> load(const char *key) {
+inline std::vector<Curve> load(const std::string &key) {
     std::vector<Curve> out;
+    const bool named = key == "curve";
     for (const auto &blk : lncext_test::read_vectors("dstu4145.txt")) {
         if (!blk.has(key)) continue;
         auto num = [&](const char *k) { return uint32_t(std::stoul(blk.get(k))); };
-        const bool named = std::string(key) == "curve";
         out.push_back({blk.get(key), num("m"), num("k1"), num("k2"), num("k3"), num("a"),
                        blk.has("cofactor") ? num("cofactor") : 0, blk.bytes("b"), blk.bytes("n"),
                        blk.bytes(named ? "gx" : "px"), blk.bytes(named ? "gy" : "py"), blk});
@@ -50,9 +50,8 @@ inline const std::vector<Curve> &examples() {
 
 // The compressed base point of c, made through the curve alone.
 inline Bytes compressed_base(const dstu_ctx *ctx, const Curve &c) {
-    Bytes xy = c.px;
+    Bytes xy = c.px, out(c.px.size());
     xy.insert(xy.end(), c.py.begin(), c.py.end());
-    Bytes out(c.px.size());
     int outlen = int(out.size());
     EXPECT_EQ(dstu_cppubk(ctx, out.data(), &outlen, xy.data()), DSTU_OK) << c.name;
     return out;
@@ -70,11 +69,10 @@ inline std::unique_ptr<dstu_ctx> make_ctx(const Curve &c) {
     return ctx;
 }
 
-// Elements and points.
+// A field element, zero or read from little-endian bytes.
 struct Elem {
     lnm2_poly w;
-    explicit Elem(const lnme2_ctx *ctx) { lnm2pclear(w, ctx->m); }
-    Elem(const lnme2_ctx *ctx, const Bytes &le) {
+    explicit Elem(const lnme2_ctx *ctx, const Bytes &le = {}) {
         lnm2pclear(w, ctx->m);
         lnm2pfromb(w, le.data(), int(le.size()));
     }
@@ -87,7 +85,7 @@ inline lnme2_point infinity(const lnme2_ctx *ctx) {
     return P;
 }
 
-// Affine x || y of P as bytes ("inf" for the point at infinity); P is read
+// Affine x || y of P as hex ("inf" for the point at infinity); P is read
 // through a copy.
 inline std::string affine(const lnme2_ctx *ctx, const lnme2_point &P) {
     lnme2_point T = P;
@@ -100,6 +98,7 @@ inline std::string affine(const lnme2_ctx *ctx, const lnme2_point &P) {
     return lncext_test::to_hex(buf, size_t(2 * L));
 }
 
+// Little-endian bytes as a big number.
 inline std::vector<uint32_t> big(const Bytes &le) {
     std::vector<uint32_t> r(LNMBIG_WORDS);
     lnmfromrbase256(r.data(), le.data(), uint32_t(le.size()));

@@ -1,25 +1,21 @@
 // Bouncy Castle as the DSTU 4145 oracle of the test suite: one request per
-// line on stdin, one answer per line on stdout. Byte strings travel in the
+// line on stdin, one answer per line on stdout. Byte strings are hex in the
 // little-endian order of lncext's DSTU 4145 functions (byte 0 least
-// significant); this program turns them into Bouncy Castle's numbers.
+// significant); xy is x || y, affine.
 //
 //   curve m k1 k2 k3 a b n px py   -> ok          (sets the curve and base point)
-//   mul k xy                       -> xy | inf    (k (x, y), affine; xy = x || y)
+//   mul k xy                       -> xy | inf    (k (x, y))
 //   comp xy                        -> c           (DSTU4145PointEncoder.encodePoint)
 //   decomp c                       -> xy | none   (DSTU4145PointEncoder.decodePoint)
 //   sign d hash                    -> sig pub     (r || s, and -d P compressed)
 //   verify pub hash sig            -> 1 | 0
-//   count                          -> number of requests answered so far
 import java.io.BufferedReader;
 import java.io.InputStreamReader;
 import java.math.BigInteger;
 import java.security.SecureRandom;
 
 import org.bouncycastle.asn1.ua.DSTU4145PointEncoder;
-import org.bouncycastle.crypto.params.ECDomainParameters;
-import org.bouncycastle.crypto.params.ECPrivateKeyParameters;
-import org.bouncycastle.crypto.params.ECPublicKeyParameters;
-import org.bouncycastle.crypto.params.ParametersWithRandom;
+import org.bouncycastle.crypto.params.*;
 import org.bouncycastle.crypto.signers.DSTU4145Signer;
 import org.bouncycastle.math.ec.ECCurve;
 import org.bouncycastle.math.ec.ECPoint;
@@ -28,37 +24,29 @@ public class Dstu4145Oracle {
     static ECCurve curve;
     static ECDomainParameters domain;
     static int fieldBytes, halfBytes;
-    static final SecureRandom random = new SecureRandom();
 
-    static byte[] hex(String s) {
+    // Hex to bytes, reversed when rev (little-endian text to Java's big-endian).
+    static byte[] bytes(String s, boolean rev) {
         byte[] b = new byte[s.length() / 2];
-        for (int i = 0; i < b.length; i++) b[i] = (byte) Integer.parseInt(s.substring(2 * i, 2 * i + 2), 16);
+        for (int i = 0; i < b.length; i++)
+            b[rev ? b.length - 1 - i : i] = (byte) Integer.parseInt(s.substring(2 * i, 2 * i + 2), 16);
         return b;
     }
 
-    static String hex(byte[] b) {
+    static String hex(byte[] b, boolean rev) {
         StringBuilder sb = new StringBuilder();
-        for (byte x : b) sb.append(String.format("%02x", x & 0xff));
+        for (int i = 0; i < b.length; i++) sb.append(String.format("%02x", b[rev ? b.length - 1 - i : i] & 0xff));
         return sb.toString();
     }
 
-    static byte[] reverse(byte[] b) {
-        byte[] r = new byte[b.length];
-        for (int i = 0; i < b.length; i++) r[i] = b[b.length - 1 - i];
-        return r;
-    }
-
-    // A little-endian byte string as a number.
     static BigInteger le(String s) {
-        return new BigInteger(1, reverse(hex(s)));
+        return new BigInteger(1, bytes(s, true));
     }
 
-    // A number as len little-endian bytes.
     static String le(BigInteger v, int len) {
-        byte[] be = v.toByteArray();
-        byte[] out = new byte[len];
-        for (int i = 0; i < len && i < be.length; i++) out[i] = be[be.length - 1 - i];
-        return hex(out);
+        byte[] be = v.toByteArray(), out = new byte[len];
+        for (int i = 0; i < len && i < be.length; i++) out[len - 1 - i] = be[be.length - 1 - i];
+        return hex(out, true);
     }
 
     static String affine(ECPoint p) {
@@ -73,15 +61,14 @@ public class Dstu4145Oracle {
     }
 
     static String compress(ECPoint p) {
-        return hex(reverse(DSTU4145PointEncoder.encodePoint(p)));
+        return hex(DSTU4145PointEncoder.encodePoint(p), true);
     }
 
     static String answer(String[] t) {
         switch (t[0]) {
             case "curve": {
                 int m = Integer.parseInt(t[1]), k1 = Integer.parseInt(t[2]), k2 = Integer.parseInt(t[3]), k3 = Integer.parseInt(t[4]);
-                BigInteger n = le(t[7]);
-                BigInteger a = new BigInteger(t[5]);
+                BigInteger n = le(t[7]), a = new BigInteger(t[5]);
                 curve = k2 == 0 ? new ECCurve.F2m(m, k1, a, le(t[6]), n, BigInteger.ONE)
                                 : new ECCurve.F2m(m, k3, k2, k1, a, le(t[6]), n, BigInteger.ONE);
                 domain = new ECDomainParameters(curve, point(t[8] + t[9]), n);
@@ -95,24 +82,23 @@ public class Dstu4145Oracle {
                 return compress(point(t[1]));
             case "decomp":
                 try {
-                    return affine(DSTU4145PointEncoder.decodePoint(curve, reverse(hex(t[1]))));
+                    return affine(DSTU4145PointEncoder.decodePoint(curve, bytes(t[1], true)));
                 } catch (IllegalArgumentException e) {
                     return "none";
                 }
             case "sign": {
                 BigInteger d = le(t[1]);
                 DSTU4145Signer signer = new DSTU4145Signer();
-                signer.init(true, new ParametersWithRandom(new ECPrivateKeyParameters(d, domain), random));
-                BigInteger[] rs = signer.generateSignature(hex(t[2]));
+                signer.init(true, new ParametersWithRandom(new ECPrivateKeyParameters(d, domain), new SecureRandom()));
+                BigInteger[] rs = signer.generateSignature(bytes(t[2], false));
                 return le(rs[0], halfBytes) + le(rs[1], halfBytes) + " " + compress(domain.getG().multiply(d).negate());
             }
             case "verify": {
                 DSTU4145Signer signer = new DSTU4145Signer();
-                ECPoint q = DSTU4145PointEncoder.decodePoint(curve, reverse(hex(t[1])));
-                signer.init(false, new ECPublicKeyParameters(q, domain));
+                signer.init(false, new ECPublicKeyParameters(DSTU4145PointEncoder.decodePoint(curve, bytes(t[1], true)), domain));
                 String sig = t[3];
-                BigInteger r = le(sig.substring(0, sig.length() / 2)), s = le(sig.substring(sig.length() / 2));
-                return signer.verifySignature(hex(t[2]), r, s) ? "1" : "0";
+                int h = sig.length() / 2;
+                return signer.verifySignature(bytes(t[2], false), le(sig.substring(0, h)), le(sig.substring(h))) ? "1" : "0";
             }
             default:
                 return "error unknown request " + t[0];
@@ -121,19 +107,12 @@ public class Dstu4145Oracle {
 
     public static void main(String[] args) throws Exception {
         BufferedReader in = new BufferedReader(new InputStreamReader(System.in));
-        long answered = 0;
         for (String line; (line = in.readLine()) != null;) {
-            String[] t = line.trim().split(" ");
             String out;
-            if (t[0].equals("count")) {
-                out = Long.toString(answered);
-            } else {
-                try {
-                    out = answer(t);
-                } catch (RuntimeException e) {
-                    out = "error " + e;
-                }
-                answered++;
+            try {
+                out = answer(line.trim().split(" "));
+            } catch (RuntimeException e) {
+                out = "error " + e;
             }
             System.out.println(out);
             System.out.flush();
