@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,27 +26,21 @@ struct Curve {
     lncext_test::VectorBlock block;
 };
 
-inline std::vector<Curve> load(const std::string &key) {
-    std::vector<Curve> out;
-    const bool named = key == "curve";
+// The four named curves (m = 163, 191, 257, 431), or with key "example" the
+// signature examples.
+inline const std::vector<Curve> &named_curves(const std::string &key = "curve") {
+    static std::map<std::string, std::vector<Curve>> cache;
+    if (cache.count(key)) return cache[key];
+    auto &out = cache[key];
     for (const auto &blk : lncext_test::read_vectors("dstu4145.txt")) {
         if (!blk.has(key)) continue;
         auto num = [&](const char *k) { return uint32_t(std::stoul(blk.get(k))); };
+        const bool named = key == "curve";
         out.push_back({blk.get(key), num("m"), num("k1"), num("k2"), num("k3"), num("a"),
                        blk.has("cofactor") ? num("cofactor") : 0, blk.bytes("b"), blk.bytes("n"),
                        blk.bytes(named ? "gx" : "px"), blk.bytes(named ? "gy" : "py"), blk});
     }
     return out;
-}
-
-// The four named curves (m = 163, 191, 257, 431) and the signature examples.
-inline const std::vector<Curve> &named_curves() {
-    static const std::vector<Curve> c = load("curve");
-    return c;
-}
-inline const std::vector<Curve> &examples() {
-    static const std::vector<Curve> c = load("example");
-    return c;
 }
 
 // The compressed base point of c, made through the curve alone.
@@ -69,7 +64,7 @@ inline std::unique_ptr<dstu_ctx> make_ctx(const Curve &c) {
     return ctx;
 }
 
-// A field element, zero or read from little-endian bytes.
+// A field element, zero or from little-endian bytes.
 struct Elem {
     lnm2_poly w;
     explicit Elem(const lnme2_ctx *ctx, const Bytes &le = {}) {

@@ -2,7 +2,7 @@
 // published curves, the stepped multiplication, point compression, the
 // published signature examples, every result code with its outputs left
 // untouched, the pool's slot order, key agreement, Bouncy Castle both ways,
-// random bytes into every parser, and one context shared by threads.
+// and one context shared by threads.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -25,120 +25,89 @@ using namespace ec2_test;
 using lncext_test::Rng;
 using lncext_test::to_hex;
 using Big = std::vector<uint32_t>;
+constexpr int OK = DSTU_OK, ARG = DSTU_BAD_ARGUMENT, SIG = DSTU_BAD_SIGNATURE,
+              CURVE = DSTU_BAD_CURVE, BASE = DSTU_BAD_BASE_POINT, PUB = DSTU_BAD_PUBLIC_KEY,
+              PRIV = DSTU_BAD_PRIVATE_KEY;
 
-// Random sources of the pool: the fixed e of an example, or a seeded
-// generator per thread; both count their calls.
-thread_local Bytes fixed_e;
+// The pool's random source: the thread's seeded generator, or without one
+// the fixed e of an example (zero-padded); it counts its calls.
 thread_local Rng *thread_rng = nullptr;
+thread_local Bytes fixed_e;
 thread_local int rnd_calls = 0;
-
-int fixed_rnd(uint8_t *buf, uint32_t len) {
-    ++rnd_calls;
-    std::memset(buf, 0, len);
-    std::memcpy(buf, fixed_e.data(), std::min<size_t>(len, fixed_e.size()));
-    return 0;
-}
 int seeded_rnd(uint8_t *buf, uint32_t len) {
     ++rnd_calls;
-    for (uint32_t i = 0; i < len; ++i) buf[i] = uint8_t(thread_rng->word());
+    for (uint32_t i = 0; i < len; ++i)
+        buf[i] = thread_rng ? uint8_t(thread_rng->word()) : i < fixed_e.size() ? fixed_e[i] : 0;
     return 0;
 }
 
-// k P, affine.
+// k P, affine; a random multiple a G with a; P compressed as bytes.
 std::string mul(const lnme2_ctx *cv, const Big &k, const lnme2_point &P) {
     lnme2_point R = infinity(cv);
     return affine(cv, *lnme2kp(cv, &R, k.data(), &P));
 }
-
-// A random multiple a G of the base point, with a.
 lnme2_point random_point(const dstu_ctx *ctx, Rng &rng, Big &a) {
     a = big(rng.bytes(ctx->key_bytes));
     lnmmodexpb2(a.data(), lnmbitlen(ctx->n, 1) - 1);
     lnme2_point R = infinity(&ctx->curve);
     return *lnme2kp(&ctx->curve, &R, a.data(), &ctx->P);
 }
-
 Bytes compress(const lnme2_ctx *cv, lnme2_point P) {
     Elem c(cv);
-    lnme2comp(cv, c.p(), &P);
     Bytes b((cv->m + 8) / 8);
-    lnm2ptob(b.data(), c.p(), int(b.size()));
+    lnm2ptob(b.data(), lnme2comp(cv, c.p(), &P), int(b.size()));
     return b;
 }
 
+// Key pairs and signatures into outputs of exactly the stated lengths.
 struct Keys {
     Bytes priv, pub;
 };
-
 Keys gen_keys(const dstu_ctx *ctx, dstu_bspool_ctx *pool) {
-    Keys k{Bytes(DSTU_MAX_KEY_BYTES), Bytes(DSTU_MAX_FIELD_BYTES)};
-    int privlen = int(k.priv.size()), publen = int(k.pub.size());
-    EXPECT_EQ(dstu_gen_keys(ctx, pool, &privlen, k.priv.data(), &publen, k.pub.data()), DSTU_OK);
-    EXPECT_EQ(privlen, int(ctx->key_bytes));
-    EXPECT_EQ(publen, int(ctx->field_bytes));
-    k.priv.resize(size_t(privlen));
-    k.pub.resize(size_t(publen));
+    Keys k{Bytes(ctx->key_bytes), Bytes(ctx->field_bytes)};
+    int dl = int(ctx->key_bytes), ql = int(ctx->field_bytes);
+    EXPECT_EQ(dstu_gen_keys(ctx, pool, &dl, k.priv.data(), &ql, k.pub.data()), DSTU_OK);
+    EXPECT_TRUE(dl == int(ctx->key_bytes) && ql == int(ctx->field_bytes));
     return k;
 }
-
-Bytes sign(const dstu_ctx *ctx, dstu_bspool_ctx *pool, const Bytes &priv, const Bytes &hash,
-           int hbits) {
-    Bytes sig(DSTU_MAX_SIG_BYTES);
-    int siglen = int(sig.size());
-    EXPECT_EQ(dstu_sign(ctx, pool, int(priv.size()), priv.data(), hbits, hash.data(), &siglen,
-                        sig.data()),
-              DSTU_OK);
-    EXPECT_EQ(siglen, int(ctx->sig_bytes));
-    sig.resize(size_t(siglen));
+Bytes sign(const dstu_ctx *ctx, dstu_bspool_ctx *pool, const Bytes &d, const Bytes &h, int hbits) {
+    Bytes sig(ctx->sig_bytes);
+    int sl = int(sig.size());
+    EXPECT_EQ(dstu_sign(ctx, pool, int(d.size()), d.data(), hbits, h.data(), &sl, sig.data()), OK);
+    EXPECT_EQ(sl, int(ctx->sig_bytes));
     return sig;
 }
-
 int verify(const dstu_ctx *ctx, const Bytes &pub, const Bytes &hash, int hbits, const Bytes &sig) {
     return dstu_verify(ctx, int(pub.size()), pub.data(), hbits, hash.data(), int(sig.size()),
                        sig.data());
 }
 
-TEST(Ec2Curve, BasePointsHaveOrderNAndTablesHoldTheOddMultiples) {
+TEST(Ec2Curve, BasePointsHaveOrderNAndTheGroupLawHolds) {
+    Rng rng(41);
     for (const auto &c : named_curves()) {
         auto ctx = make_ctx(c);
         const lnme2_ctx *cv = &ctx->curve;
         const uint32_t nbits = lnmbitlen(ctx->n, 1);
         EXPECT_EQ(ctx->field_bytes, c.b.size()) << c.name;
-        EXPECT_EQ(ctx->key_bytes, (nbits + 6) / 8);
-        EXPECT_EQ(ctx->sig_bytes, 2 * ((nbits + 7) / 8));
+        EXPECT_TRUE(ctx->key_bytes == (nbits + 6) / 8 && ctx->sig_bytes == (nbits + 7) / 8 * 2);
         Elem x(cv, c.px), y(cv, c.py);
-        lnme2_point G = infinity(cv), T = infinity(cv);
+        lnme2_point G = infinity(cv), H = G;
         ASSERT_NE(lnme2pcr(cv, &G, x.p(), y.p()), nullptr) << c.name;
         EXPECT_EQ(affine(cv, ctx->P), affine(cv, G)) << c.name;
-        // n G = O; (n - 1) G = -G; (n + 1) G = G.
+        // n G = O; (n - 1) G = -G; (n + 1) G = G; table entry j is (2j + 1) G.
         Big n = big(c.n);
         EXPECT_EQ(mul(cv, n, G), "inf") << c.name;
         lnmsub(n.data(), LNMBIG_ONE);
-        lnme2_point negG = G;
-        EXPECT_EQ(mul(cv, n, G), affine(cv, *lnme2pneg(cv, &negG))) << c.name;
+        EXPECT_EQ(mul(cv, n, G), affine(cv, *lnme2pneg(cv, &(H = G)))) << c.name;
         lnmaddb2(n.data(), 1);
         EXPECT_EQ(mul(cv, n, G), affine(cv, G)) << c.name;
-        // Entry j of a table of width w is (2j + 1) G: the context's own
-        // (w = 6) and the narrowest and widest made here.
-        Big t(LNME2_TABLE_WORDS(8));
-        for (uint32_t w : {2u, 6u, 8u}) {
-            const uint32_t *tab = w == 6 ? ctx->table : lnme2ic(cv, t.data(), &G, w);
-            for (uint32_t j : {0u, 1u, (1u << (w - 1)) - 1}) {
-                const uint32_t *e = tab + 2 * j * LNM2_POLY_WORDS;
-                ASSERT_NE(lnme2pcr(cv, &T, e, e + LNM2_POLY_WORDS), nullptr) << w << " " << j;
-                EXPECT_EQ(affine(cv, T), mul(cv, {1, 2 * j + 1}, G)) << c.name << " w " << w;
-            }
+        for (uint32_t j : {0u, 1u, 31u}) {
+            const uint32_t *e = ctx->table + 2 * j * LNM2_POLY_WORDS;
+            ASSERT_NE(lnme2pcr(cv, &H, e, e + LNM2_POLY_WORDS), nullptr) << j;
+            EXPECT_EQ(affine(cv, H), mul(cv, {1, 2 * j + 1}, G)) << c.name << " entry " << j;
         }
-    }
-}
-
-TEST(Ec2Curve, GroupLawIdentitiesHold) {
-    Rng rng(41);
-    for (const auto &c : named_curves()) {
-        auto ctx = make_ctx(c);
-        const lnme2_ctx *cv = &ctx->curve;
         for (int iter = 0; iter < 4; ++iter) {
-            Big a, b, ab(LNMBIG_WORDS), n = big(c.n);
+            Big a, b, ab(LNMBIG_WORDS);
             lnme2_point P = random_point(ctx.get(), rng, a), Q = random_point(ctx.get(), rng, b);
             lnme2_point Pa = P, Qa = Q, R = infinity(cv), S = R, T = R, twoP = R;
             lnme2pxy(cv, &Pa, nullptr, nullptr);
@@ -146,30 +115,27 @@ TEST(Ec2Curve, GroupLawIdentitiesHold) {
             // P + Q = Q + P through both additions, and = (a + b) G.
             lnme2pa(cv, &R, &P, Qa.X, Qa.Y);
             EXPECT_EQ(affine(cv, R), affine(cv, *lnme2paa(cv, &S, &Q, &Pa))) << c.name;
-            lnmcopy(ab.data(), a.data());
-            lnmadd(ab.data(), b.data());
+            lnmadd(lnmcopy(ab.data(), a.data()), b.data());
             EXPECT_EQ(mul(cv, ab, ctx->P), affine(cv, R)) << c.name;
-            // (P + Q) + P = Q + 2P, 2P by doubling, by addition and in place.
+            // (P + Q) + P = Q + 2P, with 2P by doubling (also in place) and by addition.
             lnme2pd(cv, &twoP, &P);
             lnme2pxy(cv, &twoP, nullptr, nullptr);
             lnme2pa(cv, &S, &R, Pa.X, Pa.Y);
             EXPECT_EQ(affine(cv, S), affine(cv, *lnme2pa(cv, &T, &Q, twoP.X, twoP.Y))) << c.name;
-            EXPECT_EQ(affine(cv, *lnme2pa(cv, &S, &P, Pa.X, Pa.Y)), affine(cv, twoP));
             EXPECT_EQ(affine(cv, *lnme2paa(cv, &S, &Pa, &Pa)), affine(cv, twoP));
-            S = P;
-            EXPECT_EQ(affine(cv, *lnme2pd(cv, &S, &S)), affine(cv, twoP));
+            EXPECT_EQ(affine(cv, *lnme2pd(cv, &(S = P), &S)), affine(cv, twoP));
             // P + (-P) = O; -(-P) = P; P + O = O + P = P.
             lnme2_point negP = Pa, O = infinity(cv);
+            Elem zero(cv);
             lnme2pneg(cv, &negP);
             EXPECT_EQ(affine(cv, *lnme2pa(cv, &S, &negP, Pa.X, Pa.Y)), "inf");
             EXPECT_EQ(affine(cv, *lnme2paa(cv, &S, &negP, &Pa)), "inf");
             EXPECT_EQ(affine(cv, *lnme2pneg(cv, &negP)), affine(cv, P));
-            Elem zero(cv);
             EXPECT_EQ(affine(cv, *lnme2pa(cv, &S, &P, zero.p(), zero.p())), affine(cv, P));
             EXPECT_EQ(affine(cv, *lnme2paa(cv, &S, &O, &Pa)), affine(cv, P));
             // b (a G) = (a b mod n) G.
             lnmmul(a.data(), b.data(), ab.data());
-            lnmdiv(ab.data(), n.data(), nullptr, ab.data());
+            lnmdiv(ab.data(), (n = big(c.n)).data(), nullptr, ab.data());
             EXPECT_EQ(mul(cv, b, P), mul(cv, ab, ctx->P)) << c.name;
             // a Q + b P jointly, and with either scalar zero.
             lnme2kp(cv, &T, a.data(), &Q);
@@ -180,70 +146,61 @@ TEST(Ec2Curve, GroupLawIdentitiesHold) {
             EXPECT_EQ(affine(cv, *lnme2skp(cv, &S, a.data(), &Q, LNMBIG_ZERO, &P)), mul(cv, a, Q));
             EXPECT_EQ(affine(cv, *lnme2skp(cv, &S, LNMBIG_ZERO, &Q, b.data(), &P)), mul(cv, b, P));
         }
-        // pxy of O writes zeros and returns 0; a point off the curve is refused.
-        Elem x(cv, c.px), y(cv, c.py);
-        lnme2_point O = infinity(cv), H = O;
-        EXPECT_EQ(lnme2pxy(cv, &O, x.p(), y.p()), 0);
-        EXPECT_TRUE(lnm2p_is_zero(x.p()) && lnm2p_is_zero(y.p()) && lnme2p_is_inf(cv, &O));
-        Elem px(cv, c.px), py(cv, c.py);
-        lnm2pinc(py.p());
-        EXPECT_EQ(lnme2pcr(cv, &H, px.p(), py.p()), nullptr) << c.name;
+        // A point off the curve is refused.
+        lnm2pinc(y.p());
+        EXPECT_EQ(lnme2pcr(cv, &H, x.p(), y.p()), nullptr) << c.name;
     }
 }
 
-// Tr(x) = x + x^2 + ... + x^(2^(m-1)) by its definition.
-uint32_t trace(const lnme2_ctx *cv, const uint32_t *x) {
-    Elem t(cv);
-    lnm2pcopy(t.p(), x);
-    for (uint32_t i = 1; i < cv->m; ++i) lnm2add(t.p(), lnme2bfsqr(cv, t.p(), t.p()), x);
-    EXPECT_TRUE(lnm2p_is_zero(t.p()) || lnm2p_is_one(t.p()));
-    return t.w[1];
+TEST(Ec2Curve, SteppedMultiplicationEqualsOneCall) {
+    Rng rng(43);
+    for (const auto &c : named_curves()) {
+        auto ctx = make_ctx(c);
+        const lnme2_ctx *cv = &ctx->curve;
+        Big t(LNME2_TABLE_WORDS(8));
+        lnme2ic(cv, t.data(), &ctx->P, 8);
+        for (int iter = 0; iter < 6; ++iter) {
+            // One byte, zero, full size; 176 = 1011 0000b with w = 5 is the
+            // window 1011, then four zero bits; the last on a table of width 8.
+            Big k = iter == 1 ? big({0}) : big(rng.bytes(iter == 0 ? 1 : ctx->key_bytes));
+            if (iter == 4) k = {1, 176};
+            const uint32_t w = iter == 4 ? 5 : iter == 5 ? 8 : ctx->win;
+            const uint32_t *table = iter == 5 ? t.data() : ctx->table;
+            lnme2_kpic_ctx kc;
+            lnme2_point out = infinity(cv), again = out;
+            uint32_t steps = 1;
+            for (lnme2kpic_init(&kc, cv, k.data(), table, w); !lnme2kpic_step(&kc, &out); ++steps)
+                EXPECT_TRUE(affine(cv, out) == "inf" && (iter != 4 || kc.remaining == 4));
+            EXPECT_EQ(kc.remaining, 0u);
+            EXPECT_LE(steps, iter == 4 ? 2 : lnmbitlen(k.data(), 1) + 1);
+            const std::string want = mul(cv, k, ctx->P);
+            EXPECT_EQ(affine(cv, out), want) << c.name;
+            // A finished state returns 1 again and copies again; the one call.
+            EXPECT_EQ(lnme2kpic_step(&kc, &again), 1);
+            EXPECT_EQ(affine(cv, again), want);
+            EXPECT_EQ(affine(cv, *lnme2kpic(cv, &again, k.data(), table, w)), want);
+        }
+    }
 }
 
-TEST(Ec2Curve, PointsExistForXByTheTraceAndCompressionRoundTrips) {
+TEST(Ec2Curve, CompressionRoundTripsAndKeepsItsEdgeCases) {
     Rng rng(37);
     for (const auto &c : named_curves()) {
         auto ctx = make_ctx(c);
         const lnme2_ctx *cv = &ctx->curve;
+        // Multiples of G come back; a y exists for about half of the x.
         int none = 0;
         for (int iter = 0; iter < 32; ++iter) {
+            Big a;
             Bytes xb = rng.bytes(ctx->field_bytes);
             xb.back() &= uint8_t((1u << (c.m % 8)) - 1);
-            Elem x(cv, xb), y(cv), t(cv), cx(cv);
-            lnme2_point P = infinity(cv), N = P, R = P;
-            // A y exists exactly when Tr(x + a + b / x^2) = 0.
-            lnme2bfmul(cv, t.p(), lnme2bfinv(cv, t.p(), lnme2bfsqr(cv, t.p(), x.p())), cv->b);
-            if (cv->a) lnm2pinc(t.p());
-            const bool exists = trace(cv, lnm2add(t.p(), t.p(), x.p())) == 0;
-            ASSERT_EQ(lnme2pcr(cv, &P, x.p(), nullptr) != nullptr, exists) << c.name;
-            none += !exists;
-            if (!exists) continue;
-            // (x, x + y) lies on the curve too; the compressed form is x with
-            // coefficient 0 replaced by Tr(y / x).
-            lnm2pcopy(y.p(), P.Y);
-            EXPECT_NE(lnme2pcr(cv, &N, x.p(), lnm2add(t.p(), x.p(), y.p())), nullptr);
-            lnme2comp(cv, cx.p(), &P);
-            lnme2bfmul(cv, t.p(), lnme2bfinv(cv, t.p(), x.p()), y.p());
-            EXPECT_EQ(cx.w[1] & 1, trace(cv, t.p())) << c.name;
-            lnm2psbit(cx.p(), 0, x.w[1] & 1);
-            EXPECT_TRUE(lnm2p_is_equal(cx.p(), x.p())) << c.name;
-            // Multiples of G (whose Tr(x) restores coefficient 0) come back.
-            Big a;
-            P = random_point(ctx.get(), rng, a);
-            lnme2comp(cv, cx.p(), &P);
-            ASSERT_NE(lnme2exp(cv, &R, cx.p()), nullptr) << c.name;
+            Elem x(cv, xb), cx(cv);
+            lnme2_point P = random_point(ctx.get(), rng, a), R = infinity(cv), S = R;
+            ASSERT_NE(lnme2exp(cv, &R, lnme2comp(cv, cx.p(), &P)), nullptr) << c.name;
             EXPECT_EQ(affine(cv, R), affine(cv, P)) << c.name;
+            none += lnme2pcr(cv, &S, x.p(), nullptr) == nullptr;
         }
-        EXPECT_GT(none, 4) << c.name;
-        EXPECT_LT(none, 28) << c.name;
-        // Random values that decompress compress back to themselves.
-        for (int iter = 0; iter < 32; ++iter) {
-            Bytes v = rng.bytes(ctx->field_bytes);
-            v.back() &= uint8_t((1u << (c.m % 8)) - 1);
-            Elem e(cv, v);
-            lnme2_point R = infinity(cv);
-            EXPECT_TRUE(!lnme2exp(cv, &R, e.p()) || compress(cv, R) == v) << c.name;
-        }
+        EXPECT_TRUE(none > 4 && none < 28) << c.name << " " << none;
         // 0 is (0, sqrt b) of order 2, and the compressed form of O; values of
         // degree m or more are no points, nor (with a = 0) is 1.
         Elem zero(cv), big_x(cv), one(cv);
@@ -260,57 +217,16 @@ TEST(Ec2Curve, PointsExistForXByTheTraceAndCompressionRoundTrips) {
     }
 }
 
-TEST(Ec2Curve, SteppedMultiplicationEqualsOneCall) {
-    Rng rng(43);
-    for (const auto &c : named_curves()) {
-        auto ctx = make_ctx(c);
-        const lnme2_ctx *cv = &ctx->curve;
-        for (int iter = 0; iter < 6; ++iter) {
-            Big k = iter == 1 ? big({0}) : big(rng.bytes(iter == 0 ? 1 : ctx->key_bytes));
-            if (iter == 5) k = {1, 176};  // 1011 0000b, w = 5: the window 1011, then 4 zero bits
-            const uint32_t w = iter == 5 ? 5 : ctx->win;
-            lnme2_kpic_ctx kc;
-            lnme2kpic_init(&kc, cv, k.data(), ctx->table, w);
-            lnme2_point out = infinity(cv);
-            uint32_t steps = 1, last = lnmbitlen(k.data(), 1);
-            while (lnme2kpic_step(&kc, &out) == 0) {
-                // At most w bits a step, or a run of zero bits; the output is
-                // only written by the final step.
-                Big top = k;
-                lnmmodexpb2(top.data(), last);
-                EXPECT_TRUE(last - kc.remaining <= w || lnmbitlen(top.data(), 1) <= kc.remaining);
-                EXPECT_TRUE(iter != 5 || kc.remaining == 4);
-                EXPECT_EQ(affine(cv, out), "inf");
-                last = kc.remaining;
-                ++steps;
-            }
-            EXPECT_EQ(kc.remaining, 0u);
-            EXPECT_LE(steps, iter == 5 ? 2 : lnmbitlen(k.data(), 1) + 1);
-            const std::string want = mul(cv, k, ctx->P);
-            EXPECT_EQ(affine(cv, out), want) << c.name;
-            // A finished state returns 1 again and copies again.
-            lnme2_point again = infinity(cv);
-            EXPECT_EQ(lnme2kpic_step(&kc, &again), 1);
-            EXPECT_EQ(affine(cv, again), want);
-            EXPECT_EQ(affine(cv, *lnme2kpic(cv, &again, k.data(), ctx->table, ctx->win)), want);
-        }
-        // A table of width 8 drives the multiplication too.
-        Big t(LNME2_TABLE_WORDS(8)), k = big(rng.bytes(ctx->key_bytes));
-        lnme2_point out = infinity(cv);
-        lnme2ic(cv, t.data(), &ctx->P, 8);
-        EXPECT_EQ(affine(cv, *lnme2kpic(cv, &out, k.data(), t.data(), 8)), mul(cv, k, ctx->P));
-    }
-}
-
 TEST(Dstu4145, PublishedExamplesAreReproducedThroughThePool) {
-    for (const auto &ex : examples()) {
+    thread_rng = nullptr;
+    for (const auto &ex : named_curves("example")) {
         auto ctx = make_ctx(ex);
         const auto &b = ex.block;
         fixed_e = b.bytes("e_be");
         std::reverse(fixed_e.begin(), fixed_e.end());
         fixed_e.resize(ctx->key_bytes);
         dstu_bspool_ctx pool;
-        ASSERT_EQ(dstu_bspool_init(&pool, ctx.get(), fixed_rnd), DSTU_OK);
+        ASSERT_EQ(dstu_bspool_init(&pool, ctx.get(), seeded_rnd), DSTU_OK);
         const Bytes priv = b.bytes("priv"), hash = b.bytes("hash"), sig = b.bytes("sig");
         const int hbits = std::stoi(b.get("hbits"));
         EXPECT_EQ(priv.size(), ctx->key_bytes) << ex.name;
@@ -318,12 +234,11 @@ TEST(Dstu4145, PublishedExamplesAreReproducedThroughThePool) {
         // The public key is -d P; where the source prints Q it must be that point.
         lnme2_point Q = infinity(&ctx->curve);
         lnme2pneg(&ctx->curve, lnme2kp(&ctx->curve, &Q, big(priv).data(), &ctx->P));
-        EXPECT_TRUE(!b.has("qx") || affine(&ctx->curve, Q) == b.get("qx") + b.get("qy")) << ex.name;
-        const Bytes pub = compress(&ctx->curve, Q);
-        EXPECT_EQ(verify(ctx.get(), pub, hash, hbits, sig), DSTU_OK) << ex.name;
-        Bytes bad = sig;
+        EXPECT_TRUE(!b.has("qx") || affine(&ctx->curve, Q) == b.get("qx") + b.get("qy"));
+        Bytes pub = compress(&ctx->curve, Q), bad = sig;
         bad[3] ^= 0x10;
-        EXPECT_EQ(verify(ctx.get(), pub, hash, hbits, bad), DSTU_BAD_SIGNATURE) << ex.name;
+        EXPECT_EQ(verify(ctx.get(), pub, hash, hbits, sig), OK) << ex.name;
+        EXPECT_EQ(verify(ctx.get(), pub, hash, hbits, bad), SIG) << ex.name;
     }
 }
 
@@ -335,50 +250,39 @@ TEST(Dstu4145, SignaturesVerifyAndAnyChangeBreaksThem) {
         dstu_bspool_ctx pool;
         ASSERT_EQ(dstu_bspool_init(&pool, ctx.get(), seeded_rnd), DSTU_OK);
         const Keys k = gen_keys(ctx.get(), &pool);
-        // The public key decompresses to -d P and compresses back.
-        lnme2_point Q = infinity(&ctx->curve);
-        lnme2pneg(&ctx->curve, lnme2kp(&ctx->curve, &Q, big(k.priv).data(), &ctx->P));
+        // The public key decompresses and compresses back.
         Bytes xy(2 * ctx->field_bytes), back(ctx->field_bytes);
-        int backlen = int(back.size());
+        int bl = int(back.size());
         ASSERT_EQ(dstu_ucpubk(ctx.get(), xy.data(), k.pub.data(), int(k.pub.size())), DSTU_OK);
-        EXPECT_EQ(to_hex(xy), affine(&ctx->curve, Q)) << c.name;
-        ASSERT_EQ(dstu_cppubk(ctx.get(), back.data(), &backlen, xy.data()), DSTU_OK);
+        ASSERT_EQ(dstu_cppubk(ctx.get(), back.data(), &bl, xy.data()), DSTU_OK);
         EXPECT_EQ(back, k.pub);
         for (int hbits : {256, 512, 8, 3}) {
             const Bytes hash = rng.bytes(64), sig = sign(ctx.get(), &pool, k.priv, hash, hbits);
-            ASSERT_EQ(verify(ctx.get(), k.pub, hash, hbits, sig), DSTU_OK) << c.name << hbits;
-            // Any bit of r or s, and any bit among the hash's first
-            // min(hbits, m); the bits past them play no part.
+            ASSERT_EQ(verify(ctx.get(), k.pub, hash, hbits, sig), OK) << c.name << hbits;
+            // Any bit of r or s, any bit among the hash's first min(hbits, m)
+            // (h = 0 counts as 1: flipping bit 0 of 1 changes nothing), and
+            // none of the bits past them.
             for (size_t i = 0; i < sig.size(); i += 5) {
                 Bytes bad = sig;
                 bad[i] ^= uint8_t(1u << (i % 8));
-                EXPECT_EQ(verify(ctx.get(), k.pub, hash, hbits, bad), DSTU_BAD_SIGNATURE) << i;
+                EXPECT_EQ(verify(ctx.get(), k.pub, hash, hbits, bad), SIG) << i;
             }
             const int used = std::min<int>(hbits, int(c.m));
-            for (int bit = 0; bit < used; bit += 37) {
-                Bytes h2 = hash;
-                h2[size_t(bit / 8)] ^= uint8_t(1u << (bit % 8));
-                // (h = 0 counts as 1: flipping bit 0 of 1 changes nothing.)
-                const bool same = used < 8 && ((hash[0] | h2[0]) & ((1u << used) - 2)) == 0;
-                EXPECT_EQ(verify(ctx.get(), k.pub, h2, hbits, sig),
-                          same ? DSTU_OK : DSTU_BAD_SIGNATURE)
-                    << bit;
-            }
             Bytes h3 = hash;
-            for (int bit = used; bit < 8 * 64; bit++) h3[size_t(bit / 8)] ^= uint8_t(1 << bit % 8);
-            EXPECT_EQ(verify(ctx.get(), k.pub, h3, hbits, sig), DSTU_OK);
-            Bytes p2 = k.pub;  // no longer the key, or no point at all
-            p2[1] ^= 4;
-            const int r = verify(ctx.get(), p2, hash, hbits, sig);
-            EXPECT_TRUE(r == DSTU_BAD_SIGNATURE || r == DSTU_BAD_PUBLIC_KEY) << r;
+            for (int bit = 0; bit < 8 * 64; bit++) {
+                Bytes h2 = bit < used ? hash : h3;
+                h2[size_t(bit / 8)] ^= uint8_t(1u << (bit % 8));
+                if (bit >= used) h3 = h2;
+                if (bit >= used || bit % 37) continue;
+                const bool same = used < 8 && ((hash[0] | h2[0]) & ((1u << used) - 2)) == 0;
+                EXPECT_EQ(verify(ctx.get(), k.pub, h2, hbits, sig), same ? OK : SIG) << bit;
+            }
+            EXPECT_EQ(verify(ctx.get(), k.pub, h3, hbits, sig), OK);
         }
         // A hash whose first m bits are zero counts as h = 1.
         Bytes zero(64), one(64);
-        zero[63] = 0xFF;
-        one[0] = 1;
-        EXPECT_EQ(verify(ctx.get(), k.pub, one, 8, sign(ctx.get(), &pool, k.priv, zero, 512)),
-                  DSTU_OK)
-            << c.name;
+        zero[63] = one[0] = 1;
+        EXPECT_EQ(verify(ctx.get(), k.pub, one, 8, sign(ctx.get(), &pool, k.priv, zero, 512)), OK);
     }
 }
 
@@ -392,8 +296,7 @@ TEST(Dstu4145, EveryResultCodeLeavesTheOutputsUntouched) {
     Rng rng(59);
     thread_rng = &rng;
     const auto &c = named_curves()[0];
-    auto ctx = make_ctx(c), ctx2 = make_ctx(c);
-    auto fresh = std::make_unique<dstu_ctx>();
+    auto ctx = make_ctx(c), ctx2 = make_ctx(c), fresh = std::make_unique<dstu_ctx>();
     dstu_ctx *C = ctx.get(), *F = fresh.get();
     dstu_bspool_ctx pool, other;
     ASSERT_EQ(dstu_bspool_init(&pool, C, seeded_rnd), DSTU_OK);
@@ -401,36 +304,34 @@ TEST(Dstu4145, EveryResultCodeLeavesTheOutputsUntouched) {
     const Keys k = gen_keys(C, &pool);
     const int L = int(C->field_bytes), KB = int(C->key_bytes), SB = int(C->sig_bytes);
     const Bytes hash = rng.bytes(32), sig = sign(C, &pool, k.priv, hash, 256);
+    const Bytes bp = compressed_base(C, c);
     const uint8_t *d = k.priv.data(), *q = k.pub.data(), *b = c.b.data(), *n = c.n.data();
     // Mutations of the good inputs; every buffer has room past the lengths used.
     Bytes zero(64), n_priv = c.n, wide(64, 1), r_is_n = sig, s_zero = sig, long_sig = sig;
-    Bytes not_point, one(64), scratch(DSTU_MAX_POINT_BYTES);
-    one[0] = 1;
-    long_sig.resize(sig.size() + 2);
+    Bytes bad_n = c.n, n_m1(L), n_m3(L), n_159(L), top(L), one(64), xy(108, 0x33), not_point;
     std::copy(k.pub.begin(), k.pub.end(), wide.begin());
-    n_priv.resize(size_t(KB));
     std::copy(c.n.begin(), c.n.end(), r_is_n.begin());
     std::fill(s_zero.begin() + SB / 2, s_zero.end(), 0);
-    do {
-        not_point = rng.bytes(size_t(L));
-        not_point[size_t(L) - 1] &= 0x07;
-    } while (dstu_ucpubk(C, scratch.data(), not_point.data(), L) != DSTU_BAD_PUBLIC_KEY);
-    Bytes bad_n = c.n, n_m1(L), n_m3(L), n_159(L), top(L), xy(2 * 54, 0x33);
+    long_sig.resize(sig.size() + 2);
+    n_priv.resize(size_t(KB));
+    one[0] = 1;
     bad_n[0] ^= 2;                                         // does not annihilate P
     n_m1[c.m / 8] = uint8_t(1u << (c.m % 8));              // m + 1 bits
     n_m3[(c.m - 4) / 8] = uint8_t(1u << ((c.m - 4) % 8));  // m - 3 bits
     n_159[19] = 0x40;                                      // 159 bits
     top[20] = 0x08;                                        // x^163: of degree m
-    const Bytes bp = compressed_base(C, c);
+    do {
+        not_point = rng.bytes(size_t(L));
+        not_point[size_t(L) - 1] &= 0x07;
+    } while (dstu_ucpubk(C, Outs{}.a.data(), not_point.data(), L) != PUB);
 
-    auto Sign = [&](dstu_bspool_ctx *p, const uint8_t *priv, int pl, int hbits) {
-        return [=](Outs &o) {
-            return dstu_sign(C, p, pl, priv, hbits, hash.data(), &o.la, o.a.data());
-        };
+    using Call = std::function<int(Outs &)>;
+    auto Sign = [&](dstu_bspool_ctx *p, const uint8_t *priv, int pl, int hbits) -> Call {
+        return [=](Outs &o) { return dstu_sign(C, p, pl, priv, hbits, &hash[0], &o.la, &o.a[0]); };
     };
-    auto Verify = [&](const uint8_t *pub, int ql, int hbits, const Bytes &s) {
+    auto Verify = [&](const uint8_t *pub, int ql, int hbits, const Bytes &s) -> Call {
         return [=, &s](Outs &) {
-            return dstu_verify(C, ql, pub, hbits, hash.data(), int(s.size()), s.data());
+            return dstu_verify(C, ql, pub, hbits, &hash[0], int(s.size()), &s[0]);
         };
     };
     auto Zz = [&](const uint8_t *priv, int pl, const uint8_t *pub, int ql, int cof, uint32_t h) {
@@ -439,35 +340,30 @@ TEST(Dstu4145, EveryResultCodeLeavesTheOutputsUntouched) {
             return dhua_zz(C, pl, priv, ql, pub, cof, &o.la, o.a.data());
         };
     };
-    auto GenKeys = [&](Outs &o) {
-        return dstu_gen_keys(C, &pool, &o.la, o.a.data(), &o.lb, o.b.data());
+    const Call GenKeys = [&](Outs &o) {
+        return dstu_gen_keys(C, &pool, &o.la, &o.a[0], &o.lb, &o.b[0]);
     };
-    auto Cp = [&](const uint8_t *in) {
-        return [=](Outs &o) { return dstu_cppubk(C, o.a.data(), &o.la, in); };
+    auto Cp = [&](const uint8_t *in) -> Call {
+        return [=](Outs &o) { return dstu_cppubk(C, &o.a[0], &o.la, in); };
     };
-    auto Ucp = [&](const uint8_t *pub, int ql) {
-        return [=](Outs &o) { return dstu_ucpubk(C, o.a.data(), pub, ql); };
+    auto Ucp = [&](const uint8_t *pub, int ql) -> Call {
+        return [=](Outs &o) { return dstu_ucpubk(C, &o.a[0], pub, ql); };
     };
-    auto InitCurve = [&](uint32_t m, uint32_t k1, uint32_t k2, uint32_t k3, uint32_t a, int bl,
-                         const uint8_t *bb) {
+    auto Curve = [&](uint32_t m, uint32_t k1, uint32_t k2, uint32_t k3, uint32_t a, int bl,
+                     const uint8_t *bb) -> Call {
         return [=](Outs &) { return dstu_init_curve(F, m, k1, k2, k3, a, bl, bb); };
     };
-    auto Pgen = [&](int bl, const uint8_t *bb, int nl, const uint8_t *nn) {
+    auto Pgen = [&](int bl, const uint8_t *bb, int nl, const uint8_t *nn) -> Call {
         return [=](Outs &) { return dstu_init_pgen(F, bl, bb, nl, nn); };
     };
-    constexpr int OK = DSTU_OK, ARG = DSTU_BAD_ARGUMENT, SIG = DSTU_BAD_SIGNATURE,
-                  CURVE = DSTU_BAD_CURVE, BASE = DSTU_BAD_BASE_POINT, PUB = DSTU_BAD_PUBLIC_KEY,
-                  PRIV = DSTU_BAD_PRIVATE_KEY;
     const struct {
         const char *what;
         int want, la, lb;
-        std::function<int(Outs &)> call;
+        Call call;
     } cases[] = {
-        {"sign", OK, SB, 0, Sign(&pool, d, KB, 256)},
         {"sign: pool of another context", ARG, SB, 0, Sign(&other, d, KB, 256)},
         {"sign: no pool", ARG, SB, 0, Sign(nullptr, d, KB, 256)},
         {"sign: privlen 0", ARG, SB, 0, Sign(&pool, d, 0, 256)},
-        {"sign: privlen -1", ARG, SB, 0, Sign(&pool, d, -1, 256)},
         {"sign: privlen key_bytes + 1", ARG, SB, 0, Sign(&pool, wide.data(), KB + 1, 256)},
         {"sign: siglen short", ARG, SB - 1, 0, Sign(&pool, d, KB, 256)},
         {"sign: hbits 0", ARG, SB, 0, Sign(&pool, d, KB, 0)},
@@ -482,10 +378,8 @@ TEST(Dstu4145, EveryResultCodeLeavesTheOutputsUntouched) {
         {"verify: r = n", SIG, 0, 0, Verify(q, L, 256, r_is_n)},
         {"verify: s = 0", SIG, 0, 0, Verify(q, L, 256, s_zero)},
         {"verify: not a point", PUB, 0, 0, Verify(not_point.data(), L, 256, sig)},
-        {"zz", OK, -7, 0, Zz(d, KB, q, L, 1, 2)},
         {"zz: cofactor 3 unused", OK, -7, 0, Zz(d, KB, q, L, 0, 3)},
         {"zz: privlen key_bytes - 1", ARG, -7, 0, Zz(d, KB - 1, q, L, 0, 2)},
-        {"zz: privlen -5", ARG, -7, 0, Zz(d, -5, q, L, 0, 2)},
         {"zz: privlen 57", ARG, -7, 0, Zz(wide.data(), 57, q, L, 0, 2)},
         {"zz: publen L - 1", ARG, -7, 0, Zz(d, KB, q, L - 1, 0, 2)},
         {"zz: publen past an element", ARG, -7, 0, Zz(d, KB, wide.data(), 25, 0, 2)},
@@ -506,20 +400,17 @@ TEST(Dstu4145, EveryResultCodeLeavesTheOutputsUntouched) {
         {"pool: no source", ARG, 0, 0,
          [&](Outs &) { return dstu_bspool_init(&other, C, nullptr); }},
         // On a context of its own, in order: the curve, then the base point.
-        {"curve: a = 2", CURVE, 0, 0, InitCurve(163, 7, 6, 3, 2, L, b)},
-        {"curve: k3 = 2", CURVE, 0, 0, InitCurve(163, 7, 6, 2, 1, L, b)},
-        {"curve: k2 on a trinomial", CURVE, 0, 0, InitCurve(191, 9, 1, 0, 1, 24, one.data())},
-        {"curve: m = 233", CURVE, 0, 0, InitCurve(233, 74, 0, 0, 1, 30, one.data())},
-        {"curve: b of degree m", CURVE, 0, 0, InitCurve(163, 7, 6, 3, 1, L, top.data())},
-        {"curve: b = 0", CURVE, 0, 0, InitCurve(163, 7, 6, 3, 1, L, zero.data())},
-        {"curve: no b", CURVE, 0, 0, InitCurve(163, 7, 6, 3, 1, L, nullptr)},
-        {"curve: blen L + 1", CURVE, 0, 0, InitCurve(163, 7, 6, 3, 1, L + 1, wide.data())},
-        {"curve: blen -1", CURVE, 0, 0, InitCurve(163, 7, 6, 3, 1, -1, b)},
-        {"curve: m = 191", OK, 0, 0, InitCurve(191, 9, 0, 0, 0, 24, one.data())},
-        {"curve: m = 257", OK, 0, 0, InitCurve(257, 12, 0, 0, 1, 33, one.data())},
-        {"curve: m = 431", OK, 0, 0, InitCurve(431, 5, 3, 1, 0, 54, one.data())},
-        {"curve: b short (zero high bytes)", OK, 0, 0, InitCurve(163, 7, 6, 3, 1, 1, one.data())},
-        {"curve", OK, 0, 0, InitCurve(c.m, c.k1, c.k2, c.k3, c.a, L, b)},
+        {"curve: a = 2", CURVE, 0, 0, Curve(163, 7, 6, 3, 2, L, b)},
+        {"curve: k3 = 2", CURVE, 0, 0, Curve(163, 7, 6, 2, 1, L, b)},
+        {"curve: k2 on a trinomial", CURVE, 0, 0, Curve(191, 9, 1, 0, 1, 24, one.data())},
+        {"curve: m = 233", CURVE, 0, 0, Curve(233, 74, 0, 0, 1, 30, one.data())},
+        {"curve: b of degree m", CURVE, 0, 0, Curve(163, 7, 6, 3, 1, L, top.data())},
+        {"curve: b = 0", CURVE, 0, 0, Curve(163, 7, 6, 3, 1, L, zero.data())},
+        {"curve: no b", CURVE, 0, 0, Curve(163, 7, 6, 3, 1, L, nullptr)},
+        {"curve: blen L + 1", CURVE, 0, 0, Curve(163, 7, 6, 3, 1, L + 1, wide.data())},
+        {"curve: blen -1", CURVE, 0, 0, Curve(163, 7, 6, 3, 1, -1, b)},
+        {"curve: b short (zero high bytes)", OK, 0, 0, Curve(163, 7, 6, 3, 1, 1, one.data())},
+        {"curve", OK, 0, 0, Curve(c.m, c.k1, c.k2, c.k3, c.a, L, b)},
         {"pgen: no base point", ARG, 0, 0, Pgen(L, nullptr, L, n)},
         {"pgen: no order", ARG, 0, 0, Pgen(L, bp.data(), L, nullptr)},
         {"pgen: bplen 0", BASE, 0, 0, Pgen(0, bp.data(), L, n)},
@@ -536,9 +427,8 @@ TEST(Dstu4145, EveryResultCodeLeavesTheOutputsUntouched) {
     for (const auto &t : cases) {
         Outs o{.la = t.la, .lb = t.lb};
         EXPECT_EQ(t.call(o), t.want) << t.what;
-        if (t.want == DSTU_OK) continue;
-        EXPECT_TRUE(o.a == Outs{}.a && o.b == Outs{}.b) << t.what << ": outputs written";
-        EXPECT_TRUE(o.la == t.la && o.lb == t.lb) << t.what << ": lengths written";
+        EXPECT_TRUE(t.want == OK || (o.a == Outs{}.a && o.b == Outs{}.b)) << t.what << ": output";
+        EXPECT_TRUE(t.want == OK || (o.la == t.la && o.lb == t.lb)) << t.what << ": lengths";
     }
     EXPECT_TRUE(F->key_bytes == 21 && F->sig_bytes == 42 && lnmcmp(F->n, C->n) == 0);
 }
@@ -548,50 +438,46 @@ TEST(Dstu4145, PoolFillsSlotsInOrderAndHandsOutTheLowestReady) {
     thread_rng = &rng;
     auto ctx = make_ctx(named_curves()[0]);
     const lnme2_ctx *cv = &ctx->curve;
-    auto pool = std::make_unique<dstu_bspool_ctx>();
+    auto pool = std::make_unique<dstu_bspool_ctx>(), copy = std::make_unique<dstu_bspool_ctx>();
     ASSERT_EQ(dstu_bspool_init(pool.get(), ctx.get(), seeded_rnd), DSTU_OK);
     // Slot 0 is started (one draw) and advanced until ready; only then slot 1.
-    rnd_calls = 0;
-    int steps = 0;
-    for (; pool->ready == 0; ++steps) {
-        const int r = dstu_bspool_step(pool.get());
-        EXPECT_EQ(r, pool->ready ? 1 : 0);
-        EXPECT_TRUE(pool->busy == 1 && rnd_calls == 1);
+    int steps = rnd_calls = 0;
+    for (int r = 0; pool->ready == 0; ++steps) {
+        r = dstu_bspool_step(pool.get());
+        EXPECT_TRUE(r == (pool->ready ? 1 : 0) && pool->busy == 1 && rnd_calls == 1) << steps;
     }
     EXPECT_GT(steps, 10);
-    EXPECT_EQ(dstu_bspool_step(pool.get()), 1);
-    EXPECT_TRUE(pool->busy == 3 && rnd_calls == 2);
+    EXPECT_TRUE(dstu_bspool_step(pool.get()) == 1 && pool->busy == 3 && rnd_calls == 2);
     while (pool->ready != 0x1F) EXPECT_EQ(dstu_bspool_step(pool.get()), 1);
     EXPECT_EQ(rnd_calls, 5);
     // A full pool: a step changes nothing.
-    auto copy = std::make_unique<dstu_bspool_ctx>(*pool);
+    *copy = *pool;
     EXPECT_EQ(dstu_bspool_step(pool.get()), 1);
     EXPECT_EQ(std::memcmp(copy.get(), pool.get(), sizeof *copy), 0);
     // A get takes the lowest ready slot, wipes it and hands out k with the
     // compressed k P; it steps once first, so slot 0 restarts after the first.
+    // An empty pool never stepped otherwise draws once for slot 0 on each get.
     const uint32_t zero[DSTU_SCALAR_WORDS] = {};
     const lnme2_point O{};
-    for (uint32_t i = 0; i < 3; ++i) {
+    for (uint32_t i = 0; i < 6; ++i) {
         uint32_t k[DSTU_SCALAR_WORDS], want_k[DSTU_SCALAR_WORDS];
-        lnmcopy(want_k, pool->k[i]);
+        EXPECT_TRUE(i != 3 || dstu_bspool_init(pool.get(), ctx.get(), seeded_rnd) == OK);
+        lnmcopy(want_k, pool->k[i % 3]);
         Elem cx(cv), want(cv);
         lnme2_point R = infinity(cv);
         lnme2comp(cv, want.p(), lnme2kp(cv, &R, want_k, &ctx->P));
+        rnd_calls = 0;
         dstu_bspool_get(pool.get(), k, cx.p());
+        if (i >= 3) {
+            EXPECT_TRUE(rnd_calls == 1 && (pool->ready | pool->busy) == 0) << i;
+            continue;
+        }
         EXPECT_TRUE(lnmcmp(k, want_k) == 0 && lnm2p_is_equal(cx.p(), want.p())) << i;
         EXPECT_EQ(pool->ready, 0x1Fu & ~((2u << i) - 1)) << i;
         EXPECT_EQ(pool->busy, pool->ready | (i > 0 ? 1u : 0u)) << i;
-        EXPECT_EQ(std::memcmp(pool->k[i], zero, sizeof zero), 0) << i;
-        EXPECT_EQ(std::memcmp(&pool->state[i].R, &O, sizeof O), 0) << i;
-    }
-    // An empty pool never stepped otherwise: every get draws once for slot 0.
-    ASSERT_EQ(dstu_bspool_init(pool.get(), ctx.get(), seeded_rnd), DSTU_OK);
-    for (int i = 0; i < 3; ++i) {
-        uint32_t k[DSTU_SCALAR_WORDS];
-        Elem cx(cv);
-        rnd_calls = 0;
-        dstu_bspool_get(pool.get(), k, cx.p());
-        EXPECT_TRUE(rnd_calls == 1 && (pool->ready | pool->busy) == 0) << i;
+        EXPECT_TRUE(!std::memcmp(pool->k[i], zero, sizeof zero) &&
+                    !std::memcmp(&pool->state[i].R, &O, sizeof O))
+            << i << ": slot not wiped";
     }
 }
 
@@ -604,23 +490,20 @@ TEST(Dstu4145, KeyAgreementIsSymmetricAndTheXOfTheProductWithAndWithoutCofactor)
         ASSERT_EQ(dstu_bspool_init(&pool, ctx.get(), seeded_rnd), DSTU_OK);
         const Keys a = gen_keys(ctx.get(), &pool), b = gen_keys(ctx.get(), &pool);
         for (int cof : {0, 1}) {
-            Bytes za(DSTU_MAX_FIELD_BYTES), zb(DSTU_MAX_FIELD_BYTES);
-            int la = 0, lb = 0;
-            ASSERT_EQ(dhua_zz(ctx.get(), int(a.priv.size()), a.priv.data(), int(b.pub.size()),
-                              b.pub.data(), cof, &la, za.data()),
-                      DSTU_OK);
-            ASSERT_EQ(dhua_zz(ctx.get(), int(b.priv.size()), b.priv.data(), int(a.pub.size()),
-                              a.pub.data(), cof, &lb, zb.data()),
-                      DSTU_OK);
-            EXPECT_TRUE(la == int(ctx->field_bytes) && lb == la);
-            EXPECT_EQ(za, zb) << c.name << " cof " << cof;
-            // The x of (h) d1 d2 P.
+            Bytes z[2] = {Bytes(ctx->field_bytes), Bytes(ctx->field_bytes)};
+            for (int i = 0; i < 2; i++) {
+                const Keys &x = i ? b : a, &y = i ? a : b;
+                int zl = 0;
+                EXPECT_EQ(dhua_zz(ctx.get(), int(x.priv.size()), x.priv.data(), int(y.pub.size()),
+                                  y.pub.data(), cof, &zl, z[i].data()),
+                          OK);
+                EXPECT_EQ(zl, int(ctx->field_bytes));
+            }
+            // Both sides get the x of (h) d1 d2 P.
             Big d = big(a.priv), prod = big({}), h = {1, cof ? ctx->cofactor : 1};
-            lnmmul(d.data(), big(b.priv).data(), prod.data());
-            lnmmul(prod.data(), h.data(), d.data());
-            EXPECT_EQ(mul(&ctx->curve, d, ctx->P).substr(0, 2 * ctx->field_bytes),
-                      to_hex(za.data(), ctx->field_bytes))
-                << c.name;
+            lnmmul(lnmmul(d.data(), big(b.priv).data(), prod.data()), h.data(), d.data());
+            const std::string x = mul(&ctx->curve, d, ctx->P).substr(0, 2 * ctx->field_bytes);
+            EXPECT_TRUE(to_hex(z[0]) == x && to_hex(z[1]) == x) << c.name << " cof " << cof;
         }
     }
 }
@@ -635,17 +518,12 @@ struct BouncyCastle {
         int to[2], from[2];
         if (pipe(to) != 0 || pipe(from) != 0) return;
         if ((pid = fork()) == 0) {
-            dup2(to[0], 0);
-            dup2(from[1], 1);
-            close(to[1]);
-            close(from[0]);
+            dup2(to[0], 0), dup2(from[1], 1), close(to[1]), close(from[0]);
             execl(LNCEXT_JAVA, LNCEXT_JAVA, "-cp", LNCEXT_BCPROV_CP, "Dstu4145Oracle", nullptr);
             _exit(127);
         }
-        close(to[0]);
-        close(from[1]);
-        out = fdopen(to[1], "w");
-        in = fdopen(from[0], "r");
+        close(to[0]), close(from[1]);
+        out = fdopen(to[1], "w"), in = fdopen(from[0], "r");
     }
     ~BouncyCastle() {
         if (out) fclose(out);
@@ -661,8 +539,13 @@ struct BouncyCastle {
         return line;
     }
 };
+#endif
 
 TEST(Dstu4145, BouncyCastleAgreesOnSignaturesCompressionAndMultiples) {
+#ifndef LNCEXT_HAVE_BCPROV
+    GTEST_SKIP() << "Bouncy Castle (Java and bcprov.jar) not found: no comparison with an "
+                    "independent implementation";
+#else
     BouncyCastle bc;
     Rng rng(73);
     thread_rng = &rng;
@@ -678,21 +561,21 @@ TEST(Dstu4145, BouncyCastleAgreesOnSignaturesCompressionAndMultiples) {
         dstu_bspool_ctx pool;
         ASSERT_EQ(dstu_bspool_init(&pool, ctx.get(), seeded_rnd), DSTU_OK);
         for (int i = 0; i < 6; ++i) {
+            // Signed here, verified there (a changed signature refused there);
+            // signed there with the same key and public key, verified here.
             const Keys k = gen_keys(ctx.get(), &pool);
             const Bytes hash = rng.bytes(8 + 8 * rng.below(8));
             const int hbits = int(8 * hash.size());
-            // Signed here, verified there; a changed signature is refused there.
             const Bytes sig = sign(ctx.get(), &pool, k.priv, hash, hbits);
             Bytes bad = sig;
             bad[sig.size() - 1 - rng.below(uint32_t(sig.size()) / 2)] ^= 1;
             EXPECT_EQ(bc.ask({"verify", to_hex(k.pub), to_hex(hash), to_hex(sig)}), "1") << c.name;
             EXPECT_EQ(bc.ask({"verify", to_hex(k.pub), to_hex(hash), to_hex(bad)}), "0") << c.name;
-            // Signed there with the same key (and the same public key), verified here.
             std::istringstream there(bc.ask({"sign", to_hex(k.priv), to_hex(hash)}));
             std::string bsig, bpub;
             there >> bsig >> bpub;
             EXPECT_EQ(bpub, to_hex(k.pub)) << c.name;
-            EXPECT_EQ(verify(ctx.get(), k.pub, hash, hbits, lncext_test::from_hex(bsig)), DSTU_OK)
+            EXPECT_EQ(verify(ctx.get(), k.pub, hash, hbits, lncext_test::from_hex(bsig)), OK)
                 << c.name << " " << bsig;
         }
         for (int i = 0; i < 8; ++i) {
@@ -713,8 +596,7 @@ TEST(Dstu4145, BouncyCastleAgreesOnSignaturesCompressionAndMultiples) {
         for (int i = 0; i < 16; ++i) {
             Bytes v = rng.bytes(ctx->field_bytes);
             v.back() &= uint8_t((1u << (c.m % 8)) - 1);
-            if (c.a == 0 && v[0] <= 1 &&
-                std::all_of(v.begin() + 1, v.end(), [](uint8_t x) { return x == 0; }))
+            if (c.a == 0 && v[0] <= 1 && std::count(v.begin(), v.end(), 0) >= int(v.size()) - 1)
                 continue;
             lnme2_point R = infinity(cv);
             Elem e(cv, v);
@@ -722,13 +604,8 @@ TEST(Dstu4145, BouncyCastleAgreesOnSignaturesCompressionAndMultiples) {
             EXPECT_EQ(bc.ask({"decomp", to_hex(v)}), ok ? affine(cv, R) : "none") << c.name;
         }
     }
-}
-#else
-TEST(Dstu4145, BouncyCastleAgreesOnSignaturesCompressionAndMultiples) {
-    GTEST_SKIP() << "Bouncy Castle (Java and bcprov.jar) not found: no comparison with an "
-                    "independent implementation";
-}
 #endif
+}
 
 TEST(Dstu4145, ThreadsShareOneContext) {
     auto ctx = make_ctx(named_curves()[2]);

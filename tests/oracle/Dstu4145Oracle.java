@@ -17,8 +17,7 @@ import java.security.SecureRandom;
 import org.bouncycastle.asn1.ua.DSTU4145PointEncoder;
 import org.bouncycastle.crypto.params.*;
 import org.bouncycastle.crypto.signers.DSTU4145Signer;
-import org.bouncycastle.math.ec.ECCurve;
-import org.bouncycastle.math.ec.ECPoint;
+import org.bouncycastle.math.ec.*;
 
 public class Dstu4145Oracle {
     static ECCurve curve;
@@ -39,14 +38,12 @@ public class Dstu4145Oracle {
         return sb.toString();
     }
 
-    static BigInteger le(String s) {
-        return new BigInteger(1, bytes(s, true));
-    }
+    static BigInteger le(String s) { return new BigInteger(1, bytes(s, true)); }
 
     static String le(BigInteger v, int len) {
         byte[] be = v.toByteArray(), out = new byte[len];
-        for (int i = 0; i < len && i < be.length; i++) out[len - 1 - i] = be[be.length - 1 - i];
-        return hex(out, true);
+        for (int i = 0; i < len && i < be.length; i++) out[i] = be[be.length - 1 - i];
+        return hex(out, false);
     }
 
     static String affine(ECPoint p) {
@@ -60,9 +57,7 @@ public class Dstu4145Oracle {
         return curve.validatePoint(le(xy.substring(0, half)), le(xy.substring(half)));
     }
 
-    static String compress(ECPoint p) {
-        return hex(DSTU4145PointEncoder.encodePoint(p), true);
-    }
+    static String compress(ECPoint p) { return hex(DSTU4145PointEncoder.encodePoint(p), true); }
 
     static String answer(String[] t) {
         switch (t[0]) {
@@ -76,10 +71,8 @@ public class Dstu4145Oracle {
                 halfBytes = (n.bitLength() + 7) / 8;
                 return "ok";
             }
-            case "mul":
-                return affine(point(t[2]).multiply(le(t[1])));
-            case "comp":
-                return compress(point(t[1]));
+            case "mul": return affine(point(t[2]).multiply(le(t[1])));
+            case "comp": return compress(point(t[1]));
             case "decomp":
                 try {
                     return affine(DSTU4145PointEncoder.decodePoint(curve, bytes(t[1], true)));
@@ -100,8 +93,7 @@ public class Dstu4145Oracle {
                 int h = sig.length() / 2;
                 return signer.verifySignature(bytes(t[2], false), le(sig.substring(0, h)), le(sig.substring(h))) ? "1" : "0";
             }
-            default:
-                return "error unknown request " + t[0];
+            default: return "error unknown request " + t[0];
         }
     }
 
