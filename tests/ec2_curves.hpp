@@ -1,14 +1,11 @@
 // The published DSTU 4145 curves of tests/vectors/dstu4145.txt as contexts,
 // and the element and point helpers the binary-curve tests share.
 #pragma once
-
 #include <gtest/gtest.h>
-
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
-
 #include "lncext/bignum.h"
 #include "lncext/dstu4145.h"
 #include "test_util.hpp"
@@ -63,7 +60,6 @@ inline std::unique_ptr<dstu_ctx> make_ctx(const Curve &c) {
     ctx->cofactor = c.cofactor;
     return ctx;
 }
-
 // A field element, zero or from little-endian bytes.
 struct Elem {
     lnm2_poly w;
@@ -73,13 +69,11 @@ struct Elem {
     }
     uint32_t *p() { return w; }
 };
-
 inline lnme2_point infinity(const lnme2_ctx *ctx) {
     lnme2_point P;
     lnme2pcr(ctx, &P, nullptr, nullptr);
     return P;
 }
-
 // Affine x || y of P as hex ("inf" for the point at infinity); P is read
 // through a copy.
 inline std::string affine(const lnme2_ctx *ctx, const lnme2_point &P) {
@@ -92,7 +86,6 @@ inline std::string affine(const lnme2_ctx *ctx, const lnme2_point &P) {
     lnm2ptob(buf + L, y.p(), L);
     return lncext_test::to_hex(buf, size_t(2 * L));
 }
-
 // Little-endian bytes as a big number.
 inline std::vector<uint32_t> big(const Bytes &le) {
     std::vector<uint32_t> r(LNMBIG_WORDS);

@@ -1,23 +1,16 @@
-// Binary curves and DSTU 4145-2002: the group law and n G = O on the
-// published curves, the stepped multiplication, point compression, the
-// published signature examples, every result code with its outputs left
-// untouched, the pool's slot order, key agreement, Bouncy Castle both ways,
-// and one context shared by threads.
-#include <gtest/gtest.h>
-
+// Binary curves and DSTU 4145-2002 on the published curves and examples:
+// group law, stepped multiplication, compression, signatures, result codes,
+// the pool, key agreement, Bouncy Castle both ways, and threads.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <functional>
-#include <sstream>
 #include <thread>
-
+#include "ec2_curves.hpp"
 #ifdef LNCEXT_HAVE_BCPROV
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
-
-#include "ec2_curves.hpp"
 
 namespace {
 
@@ -40,7 +33,6 @@ int seeded_rnd(uint8_t *buf, uint32_t len) {
         buf[i] = thread_rng ? uint8_t(thread_rng->word()) : i < fixed_e.size() ? fixed_e[i] : 0;
     return 0;
 }
-
 // k P, affine; a random multiple a G with a; P compressed as bytes.
 std::string mul(const lnme2_ctx *cv, const Big &k, const lnme2_point &P) {
     lnme2_point R = infinity(cv);
@@ -53,12 +45,10 @@ lnme2_point random_point(const dstu_ctx *ctx, Rng &rng, Big &a) {
     return *lnme2kp(&ctx->curve, &R, a.data(), &ctx->P);
 }
 Bytes compress(const lnme2_ctx *cv, lnme2_point P) {
-    Elem c(cv);
     Bytes b((cv->m + 8) / 8);
-    lnm2ptob(b.data(), lnme2comp(cv, c.p(), &P), int(b.size()));
+    lnm2ptob(b.data(), lnme2comp(cv, Elem(cv).p(), &P), int(b.size()));
     return b;
 }
-
 // Key pairs and signatures into outputs of exactly the stated lengths.
 struct Keys {
     Bytes priv, pub;
@@ -82,16 +72,15 @@ int verify(const dstu_ctx *ctx, const Bytes &pub, const Bytes &hash, int hbits, 
                        sig.data());
 }
 
-TEST(Ec2Curve, BasePointsHaveOrderNAndTheGroupLawHolds) {
+TEST(Ec2Curve, BasePointsHaveOrderNTheGroupLawHoldsAndCompressionRoundTrips) {
     Rng rng(41);
     for (const auto &c : named_curves()) {
         auto ctx = make_ctx(c);
         const lnme2_ctx *cv = &ctx->curve;
         const uint32_t nbits = lnmbitlen(ctx->n, 1);
-        EXPECT_EQ(ctx->field_bytes, c.b.size()) << c.name;
         EXPECT_TRUE(ctx->key_bytes == (nbits + 6) / 8 && ctx->sig_bytes == (nbits + 7) / 8 * 2);
-        Elem x(cv, c.px), y(cv, c.py);
-        lnme2_point G = infinity(cv), H = G;
+        Elem x(cv, c.px), y(cv, c.py), zero(cv), big_x(cv), one(cv);
+        lnme2_point G = infinity(cv), H = G, O = G, D = G;
         ASSERT_NE(lnme2pcr(cv, &G, x.p(), y.p()), nullptr) << c.name;
         EXPECT_EQ(affine(cv, ctx->P), affine(cv, G)) << c.name;
         // n G = O; (n - 1) G = -G; (n + 1) G = G; table entry j is (2j + 1) G.
@@ -106,10 +95,20 @@ TEST(Ec2Curve, BasePointsHaveOrderNAndTheGroupLawHolds) {
             ASSERT_NE(lnme2pcr(cv, &H, e, e + LNM2_POLY_WORDS), nullptr) << j;
             EXPECT_EQ(affine(cv, H), mul(cv, {1, 2 * j + 1}, G)) << c.name << " entry " << j;
         }
-        for (int iter = 0; iter < 4; ++iter) {
+        for (int iter = 0, none = 0; iter < 32; ++iter) {
+            // Multiples of G compress and come back; a y exists for about
+            // half of the x.
             Big a, b, ab(LNMBIG_WORDS);
-            lnme2_point P = random_point(ctx.get(), rng, a), Q = random_point(ctx.get(), rng, b);
-            lnme2_point Pa = P, Qa = Q, R = infinity(cv), S = R, T = R, twoP = R;
+            Bytes xb = rng.bytes(ctx->field_bytes);
+            xb.back() &= uint8_t((1u << (c.m % 8)) - 1);
+            Elem cx(cv), xr(cv, xb);
+            lnme2_point P = random_point(ctx.get(), rng, a), R = infinity(cv), S = R, T = R;
+            ASSERT_NE(lnme2exp(cv, &R, lnme2comp(cv, cx.p(), &P)), nullptr) << c.name;
+            EXPECT_EQ(affine(cv, R), affine(cv, P)) << c.name;
+            none += lnme2pcr(cv, &S, xr.p(), nullptr) == nullptr;
+            EXPECT_TRUE(iter < 31 || (none > 4 && none < 28)) << c.name << " " << none;
+            if (iter >= 4) continue;
+            lnme2_point Q = random_point(ctx.get(), rng, b), Pa = P, Qa = Q, twoP = R;
             lnme2pxy(cv, &Pa, nullptr, nullptr);
             lnme2pxy(cv, &Qa, nullptr, nullptr);
             // P + Q = Q + P through both additions, and = (a + b) G.
@@ -117,38 +116,42 @@ TEST(Ec2Curve, BasePointsHaveOrderNAndTheGroupLawHolds) {
             EXPECT_EQ(affine(cv, R), affine(cv, *lnme2paa(cv, &S, &Q, &Pa))) << c.name;
             lnmadd(lnmcopy(ab.data(), a.data()), b.data());
             EXPECT_EQ(mul(cv, ab, ctx->P), affine(cv, R)) << c.name;
-            // (P + Q) + P = Q + 2P, with 2P by doubling (also in place) and by addition.
+            // 2P by doubling (also in place) and by addition is (2a) G.
             lnme2pd(cv, &twoP, &P);
-            lnme2pxy(cv, &twoP, nullptr, nullptr);
-            lnme2pa(cv, &S, &R, Pa.X, Pa.Y);
-            EXPECT_EQ(affine(cv, S), affine(cv, *lnme2pa(cv, &T, &Q, twoP.X, twoP.Y))) << c.name;
+            lnmadd(lnmcopy(ab.data(), a.data()), a.data());
+            EXPECT_EQ(affine(cv, twoP), mul(cv, ab, ctx->P)) << c.name;
             EXPECT_EQ(affine(cv, *lnme2paa(cv, &S, &Pa, &Pa)), affine(cv, twoP));
+            EXPECT_EQ(affine(cv, *lnme2pa(cv, &S, &P, Pa.X, Pa.Y)), affine(cv, twoP));
             EXPECT_EQ(affine(cv, *lnme2pd(cv, &(S = P), &S)), affine(cv, twoP));
             // P + (-P) = O; -(-P) = P; P + O = O + P = P.
-            lnme2_point negP = Pa, O = infinity(cv);
-            Elem zero(cv);
+            lnme2_point negP = Pa;
             lnme2pneg(cv, &negP);
             EXPECT_EQ(affine(cv, *lnme2pa(cv, &S, &negP, Pa.X, Pa.Y)), "inf");
             EXPECT_EQ(affine(cv, *lnme2paa(cv, &S, &negP, &Pa)), "inf");
             EXPECT_EQ(affine(cv, *lnme2pneg(cv, &negP)), affine(cv, P));
             EXPECT_EQ(affine(cv, *lnme2pa(cv, &S, &P, zero.p(), zero.p())), affine(cv, P));
             EXPECT_EQ(affine(cv, *lnme2paa(cv, &S, &O, &Pa)), affine(cv, P));
-            // b (a G) = (a b mod n) G.
-            lnmmul(a.data(), b.data(), ab.data());
-            lnmdiv(ab.data(), (n = big(c.n)).data(), nullptr, ab.data());
-            EXPECT_EQ(mul(cv, b, P), mul(cv, ab, ctx->P)) << c.name;
-            // a Q + b P jointly, and with either scalar zero.
+            // a Q + b P jointly, and with a scalar zero.
             lnme2kp(cv, &T, a.data(), &Q);
             lnme2kp(cv, &R, b.data(), &P);
             lnme2pxy(cv, &R, nullptr, nullptr);
             lnme2skp(cv, &S, a.data(), &Q, b.data(), &P);
             EXPECT_EQ(affine(cv, S), affine(cv, *lnme2pa(cv, &T, &T, R.X, R.Y))) << c.name;
             EXPECT_EQ(affine(cv, *lnme2skp(cv, &S, a.data(), &Q, LNMBIG_ZERO, &P)), mul(cv, a, Q));
-            EXPECT_EQ(affine(cv, *lnme2skp(cv, &S, LNMBIG_ZERO, &Q, b.data(), &P)), mul(cv, b, P));
         }
-        // A point off the curve is refused.
+        // Off the curve: refused. 0 is (0, sqrt b) of order 2 and compresses O;
+        // values of degree m or more are no points, nor (with a = 0) is 1.
         lnm2pinc(y.p());
         EXPECT_EQ(lnme2pcr(cv, &H, x.p(), y.p()), nullptr) << c.name;
+        ASSERT_NE(lnme2exp(cv, &H, zero.p()), nullptr);
+        EXPECT_TRUE(lnm2p_is_zero(H.X) && !lnme2p_is_inf(cv, &H));
+        EXPECT_EQ(affine(cv, *lnme2pd(cv, &D, &H)), "inf");
+        lnm2pinc(one.p());
+        EXPECT_TRUE(lnm2p_is_zero(lnme2comp(cv, one.p(), &O)));
+        lnm2psbit(big_x.p(), cv->m, 1);
+        EXPECT_EQ(lnme2exp(cv, &H, big_x.p()), nullptr);
+        lnm2pinc(one.p());
+        EXPECT_TRUE(cv->a == 1 || !lnme2exp(cv, &H, one.p())) << c.name;
     }
 }
 
@@ -157,63 +160,25 @@ TEST(Ec2Curve, SteppedMultiplicationEqualsOneCall) {
     for (const auto &c : named_curves()) {
         auto ctx = make_ctx(c);
         const lnme2_ctx *cv = &ctx->curve;
-        Big t(LNME2_TABLE_WORDS(8));
-        lnme2ic(cv, t.data(), &ctx->P, 8);
-        for (int iter = 0; iter < 6; ++iter) {
-            // One byte, zero, full size; 176 = 1011 0000b with w = 5 is the
-            // window 1011, then four zero bits; the last on a table of width 8.
+        for (int iter = 0; iter < 5; ++iter) {
+            // One byte, zero, full size; 176 = 1011 0000b with w = 5: the window
+            // 1011, then four zero bits.
             Big k = iter == 1 ? big({0}) : big(rng.bytes(iter == 0 ? 1 : ctx->key_bytes));
             if (iter == 4) k = {1, 176};
-            const uint32_t w = iter == 4 ? 5 : iter == 5 ? 8 : ctx->win;
-            const uint32_t *table = iter == 5 ? t.data() : ctx->table;
+            const uint32_t w = iter == 4 ? 5 : ctx->win;
             lnme2_kpic_ctx kc;
             lnme2_point out = infinity(cv), again = out;
             uint32_t steps = 1;
-            for (lnme2kpic_init(&kc, cv, k.data(), table, w); !lnme2kpic_step(&kc, &out); ++steps)
-                EXPECT_TRUE(affine(cv, out) == "inf" && (iter != 4 || kc.remaining == 4));
-            EXPECT_EQ(kc.remaining, 0u);
-            EXPECT_LE(steps, iter == 4 ? 2 : lnmbitlen(k.data(), 1) + 1);
+            for (lnme2kpic_init(&kc, cv, k.data(), ctx->table, w); !lnme2kpic_step(&kc, &out);)
+                EXPECT_TRUE(affine(cv, out) == "inf" && (iter != 4 || kc.remaining == 4))
+                    << steps++;
+            EXPECT_TRUE(kc.remaining == 0 && steps <= (iter == 4 ? 2 : lnmbitlen(k.data(), 1) + 1));
+            // The result; a finished state returns 1 again and copies again.
             const std::string want = mul(cv, k, ctx->P);
             EXPECT_EQ(affine(cv, out), want) << c.name;
-            // A finished state returns 1 again and copies again; the one call.
-            EXPECT_EQ(lnme2kpic_step(&kc, &again), 1);
-            EXPECT_EQ(affine(cv, again), want);
-            EXPECT_EQ(affine(cv, *lnme2kpic(cv, &again, k.data(), table, w)), want);
+            EXPECT_TRUE(lnme2kpic_step(&kc, &again) == 1 && affine(cv, again) == want);
+            EXPECT_EQ(affine(cv, *lnme2kpic(cv, &again, k.data(), ctx->table, w)), want);
         }
-    }
-}
-
-TEST(Ec2Curve, CompressionRoundTripsAndKeepsItsEdgeCases) {
-    Rng rng(37);
-    for (const auto &c : named_curves()) {
-        auto ctx = make_ctx(c);
-        const lnme2_ctx *cv = &ctx->curve;
-        // Multiples of G come back; a y exists for about half of the x.
-        int none = 0;
-        for (int iter = 0; iter < 32; ++iter) {
-            Big a;
-            Bytes xb = rng.bytes(ctx->field_bytes);
-            xb.back() &= uint8_t((1u << (c.m % 8)) - 1);
-            Elem x(cv, xb), cx(cv);
-            lnme2_point P = random_point(ctx.get(), rng, a), R = infinity(cv), S = R;
-            ASSERT_NE(lnme2exp(cv, &R, lnme2comp(cv, cx.p(), &P)), nullptr) << c.name;
-            EXPECT_EQ(affine(cv, R), affine(cv, P)) << c.name;
-            none += lnme2pcr(cv, &S, x.p(), nullptr) == nullptr;
-        }
-        EXPECT_TRUE(none > 4 && none < 28) << c.name << " " << none;
-        // 0 is (0, sqrt b) of order 2, and the compressed form of O; values of
-        // degree m or more are no points, nor (with a = 0) is 1.
-        Elem zero(cv), big_x(cv), one(cv);
-        lnme2_point R = infinity(cv), D = R, O = R;
-        ASSERT_NE(lnme2exp(cv, &R, zero.p()), nullptr);
-        EXPECT_TRUE(lnm2p_is_zero(R.X) && !lnme2p_is_inf(cv, &R));
-        EXPECT_EQ(affine(cv, *lnme2pd(cv, &D, &R)), "inf");
-        lnm2pinc(one.p());
-        EXPECT_TRUE(lnm2p_is_zero(lnme2comp(cv, one.p(), &O)));
-        lnm2psbit(big_x.p(), cv->m, 1);
-        EXPECT_EQ(lnme2exp(cv, &R, big_x.p()), nullptr);
-        lnm2pinc(one.p());
-        EXPECT_TRUE(cv->a == 1 || !lnme2exp(cv, &R, one.p())) << c.name;
     }
 }
 
@@ -229,7 +194,6 @@ TEST(Dstu4145, PublishedExamplesAreReproducedThroughThePool) {
         ASSERT_EQ(dstu_bspool_init(&pool, ctx.get(), seeded_rnd), DSTU_OK);
         const Bytes priv = b.bytes("priv"), hash = b.bytes("hash"), sig = b.bytes("sig");
         const int hbits = std::stoi(b.get("hbits"));
-        EXPECT_EQ(priv.size(), ctx->key_bytes) << ex.name;
         EXPECT_EQ(to_hex(sign(ctx.get(), &pool, priv, hash, hbits)), b.get("sig")) << ex.name;
         // The public key is -d P; where the source prints Q it must be that point.
         lnme2_point Q = infinity(&ctx->curve);
@@ -250,12 +214,6 @@ TEST(Dstu4145, SignaturesVerifyAndAnyChangeBreaksThem) {
         dstu_bspool_ctx pool;
         ASSERT_EQ(dstu_bspool_init(&pool, ctx.get(), seeded_rnd), DSTU_OK);
         const Keys k = gen_keys(ctx.get(), &pool);
-        // The public key decompresses and compresses back.
-        Bytes xy(2 * ctx->field_bytes), back(ctx->field_bytes);
-        int bl = int(back.size());
-        ASSERT_EQ(dstu_ucpubk(ctx.get(), xy.data(), k.pub.data(), int(k.pub.size())), DSTU_OK);
-        ASSERT_EQ(dstu_cppubk(ctx.get(), back.data(), &bl, xy.data()), DSTU_OK);
-        EXPECT_EQ(back, k.pub);
         for (int hbits : {256, 512, 8, 3}) {
             const Bytes hash = rng.bytes(64), sig = sign(ctx.get(), &pool, k.priv, hash, hbits);
             ASSERT_EQ(verify(ctx.get(), k.pub, hash, hbits, sig), OK) << c.name << hbits;
@@ -308,7 +266,7 @@ TEST(Dstu4145, EveryResultCodeLeavesTheOutputsUntouched) {
     const uint8_t *d = k.priv.data(), *q = k.pub.data(), *b = c.b.data(), *n = c.n.data();
     // Mutations of the good inputs; every buffer has room past the lengths used.
     Bytes zero(64), n_priv = c.n, wide(64, 1), r_is_n = sig, s_zero = sig, long_sig = sig;
-    Bytes bad_n = c.n, n_m1(L), n_m3(L), n_159(L), top(L), one(64), xy(108, 0x33), not_point;
+    Bytes bad_n = c.n, n_m1(L), n_m3(L), n_159(L), one(64), xy(108, 0x33), not_point;
     std::copy(k.pub.begin(), k.pub.end(), wide.begin());
     std::copy(c.n.begin(), c.n.end(), r_is_n.begin());
     std::fill(s_zero.begin() + SB / 2, s_zero.end(), 0);
@@ -316,10 +274,9 @@ TEST(Dstu4145, EveryResultCodeLeavesTheOutputsUntouched) {
     n_priv.resize(size_t(KB));
     one[0] = 1;
     bad_n[0] ^= 2;                                         // does not annihilate P
-    n_m1[c.m / 8] = uint8_t(1u << (c.m % 8));              // m + 1 bits
+    n_m1[c.m / 8] = uint8_t(1u << (c.m % 8));              // m + 1 bits: x^m
     n_m3[(c.m - 4) / 8] = uint8_t(1u << ((c.m - 4) % 8));  // m - 3 bits
     n_159[19] = 0x40;                                      // 159 bits
-    top[20] = 0x08;                                        // x^163: of degree m
     do {
         not_point = rng.bytes(size_t(L));
         not_point[size_t(L) - 1] &= 0x07;
@@ -384,7 +341,6 @@ TEST(Dstu4145, EveryResultCodeLeavesTheOutputsUntouched) {
         {"zz: publen L - 1", ARG, -7, 0, Zz(d, KB, q, L - 1, 0, 2)},
         {"zz: publen past an element", ARG, -7, 0, Zz(d, KB, wide.data(), 25, 0, 2)},
         {"zz: not a point", PUB, -7, 0, Zz(d, KB, not_point.data(), L, 0, 2)},
-        {"zz: not a point and key 0", PUB, -7, 0, Zz(zero.data(), KB, not_point.data(), L, 0, 2)},
         {"zz: private key 0", PRIV, -7, 0, Zz(zero.data(), KB, q, L, 0, 2)},
         {"zz: private key n", PRIV, -7, 0, Zz(n_priv.data(), KB, q, L, 0, 2)},
         {"zz: cofactor 3", CURVE, -7, 0, Zz(d, KB, q, L, 1, 3)},
@@ -404,7 +360,7 @@ TEST(Dstu4145, EveryResultCodeLeavesTheOutputsUntouched) {
         {"curve: k3 = 2", CURVE, 0, 0, Curve(163, 7, 6, 2, 1, L, b)},
         {"curve: k2 on a trinomial", CURVE, 0, 0, Curve(191, 9, 1, 0, 1, 24, one.data())},
         {"curve: m = 233", CURVE, 0, 0, Curve(233, 74, 0, 0, 1, 30, one.data())},
-        {"curve: b of degree m", CURVE, 0, 0, Curve(163, 7, 6, 3, 1, L, top.data())},
+        {"curve: b of degree m", CURVE, 0, 0, Curve(163, 7, 6, 3, 1, L, n_m1.data())},
         {"curve: b = 0", CURVE, 0, 0, Curve(163, 7, 6, 3, 1, L, zero.data())},
         {"curve: no b", CURVE, 0, 0, Curve(163, 7, 6, 3, 1, L, nullptr)},
         {"curve: blen L + 1", CURVE, 0, 0, Curve(163, 7, 6, 3, 1, L + 1, wide.data())},
@@ -438,7 +394,7 @@ TEST(Dstu4145, PoolFillsSlotsInOrderAndHandsOutTheLowestReady) {
     thread_rng = &rng;
     auto ctx = make_ctx(named_curves()[0]);
     const lnme2_ctx *cv = &ctx->curve;
-    auto pool = std::make_unique<dstu_bspool_ctx>(), copy = std::make_unique<dstu_bspool_ctx>();
+    auto pool = std::make_unique<dstu_bspool_ctx>();
     ASSERT_EQ(dstu_bspool_init(pool.get(), ctx.get(), seeded_rnd), DSTU_OK);
     // Slot 0 is started (one draw) and advanced until ready; only then slot 1.
     int steps = rnd_calls = 0;
@@ -446,65 +402,23 @@ TEST(Dstu4145, PoolFillsSlotsInOrderAndHandsOutTheLowestReady) {
         r = dstu_bspool_step(pool.get());
         EXPECT_TRUE(r == (pool->ready ? 1 : 0) && pool->busy == 1 && rnd_calls == 1) << steps;
     }
-    EXPECT_GT(steps, 10);
-    EXPECT_TRUE(dstu_bspool_step(pool.get()) == 1 && pool->busy == 3 && rnd_calls == 2);
+    EXPECT_TRUE(steps > 10 && dstu_bspool_step(pool.get()) == 1 && pool->busy == 3);
     while (pool->ready != 0x1F) EXPECT_EQ(dstu_bspool_step(pool.get()), 1);
     EXPECT_EQ(rnd_calls, 5);
-    // A full pool: a step changes nothing.
-    *copy = *pool;
-    EXPECT_EQ(dstu_bspool_step(pool.get()), 1);
-    EXPECT_EQ(std::memcmp(copy.get(), pool.get(), sizeof *copy), 0);
     // A get takes the lowest ready slot, wipes it and hands out k with the
     // compressed k P; it steps once first, so slot 0 restarts after the first.
-    // An empty pool never stepped otherwise draws once for slot 0 on each get.
     const uint32_t zero[DSTU_SCALAR_WORDS] = {};
-    const lnme2_point O{};
-    for (uint32_t i = 0; i < 6; ++i) {
+    for (uint32_t i = 0; i < 3; ++i) {
         uint32_t k[DSTU_SCALAR_WORDS], want_k[DSTU_SCALAR_WORDS];
-        EXPECT_TRUE(i != 3 || dstu_bspool_init(pool.get(), ctx.get(), seeded_rnd) == OK);
-        lnmcopy(want_k, pool->k[i % 3]);
         Elem cx(cv), want(cv);
         lnme2_point R = infinity(cv);
-        lnme2comp(cv, want.p(), lnme2kp(cv, &R, want_k, &ctx->P));
-        rnd_calls = 0;
+        lnme2comp(cv, want.p(), lnme2kp(cv, &R, lnmcopy(want_k, pool->k[i]), &ctx->P));
         dstu_bspool_get(pool.get(), k, cx.p());
-        if (i >= 3) {
-            EXPECT_TRUE(rnd_calls == 1 && (pool->ready | pool->busy) == 0) << i;
-            continue;
-        }
         EXPECT_TRUE(lnmcmp(k, want_k) == 0 && lnm2p_is_equal(cx.p(), want.p())) << i;
-        EXPECT_EQ(pool->ready, 0x1Fu & ~((2u << i) - 1)) << i;
-        EXPECT_EQ(pool->busy, pool->ready | (i > 0 ? 1u : 0u)) << i;
-        EXPECT_TRUE(!std::memcmp(pool->k[i], zero, sizeof zero) &&
-                    !std::memcmp(&pool->state[i].R, &O, sizeof O))
-            << i << ": slot not wiped";
-    }
-}
-
-TEST(Dstu4145, KeyAgreementIsSymmetricAndTheXOfTheProductWithAndWithoutCofactor) {
-    Rng rng(67);
-    thread_rng = &rng;
-    for (const auto &c : named_curves()) {
-        auto ctx = make_ctx(c);
-        dstu_bspool_ctx pool;
-        ASSERT_EQ(dstu_bspool_init(&pool, ctx.get(), seeded_rnd), DSTU_OK);
-        const Keys a = gen_keys(ctx.get(), &pool), b = gen_keys(ctx.get(), &pool);
-        for (int cof : {0, 1}) {
-            Bytes z[2] = {Bytes(ctx->field_bytes), Bytes(ctx->field_bytes)};
-            for (int i = 0; i < 2; i++) {
-                const Keys &x = i ? b : a, &y = i ? a : b;
-                int zl = 0;
-                EXPECT_EQ(dhua_zz(ctx.get(), int(x.priv.size()), x.priv.data(), int(y.pub.size()),
-                                  y.pub.data(), cof, &zl, z[i].data()),
-                          OK);
-                EXPECT_EQ(zl, int(ctx->field_bytes));
-            }
-            // Both sides get the x of (h) d1 d2 P.
-            Big d = big(a.priv), prod = big({}), h = {1, cof ? ctx->cofactor : 1};
-            lnmmul(lnmmul(d.data(), big(b.priv).data(), prod.data()), h.data(), d.data());
-            const std::string x = mul(&ctx->curve, d, ctx->P).substr(0, 2 * ctx->field_bytes);
-            EXPECT_TRUE(to_hex(z[0]) == x && to_hex(z[1]) == x) << c.name << " cof " << cof;
-        }
+        EXPECT_TRUE(pool->ready == (0x1Fu & ~((2u << i) - 1)) &&
+                    pool->busy == (pool->ready | (i > 0 ? 1u : 0u)))
+            << i;
+        EXPECT_EQ(std::memcmp(pool->k[i], zero, sizeof zero), 0) << i << ": slot not wiped";
     }
 }
 
@@ -526,14 +440,11 @@ struct BouncyCastle {
         out = fdopen(to[1], "w"), in = fdopen(from[0], "r");
     }
     ~BouncyCastle() {
-        if (out) fclose(out);
-        if (in) fclose(in);
-        if (pid > 0) waitpid(pid, nullptr, 0);
+        if (out) fclose(out), fclose(in), waitpid(pid, nullptr, 0);
     }
     std::string ask(std::initializer_list<std::string> words) {
         for (const auto &w : words) fprintf(out, "%s ", w.c_str());
-        fprintf(out, "\n");
-        fflush(out);
+        fprintf(out, "\n"), fflush(out);
         std::string line;
         for (int ch; (ch = fgetc(in)) != EOF && ch != '\n';) line += char(ch);
         return line;
@@ -566,24 +477,20 @@ TEST(Dstu4145, BouncyCastleAgreesOnSignaturesCompressionAndMultiples) {
             const Keys k = gen_keys(ctx.get(), &pool);
             const Bytes hash = rng.bytes(8 + 8 * rng.below(8));
             const int hbits = int(8 * hash.size());
-            const Bytes sig = sign(ctx.get(), &pool, k.priv, hash, hbits);
-            Bytes bad = sig;
+            Bytes sig = sign(ctx.get(), &pool, k.priv, hash, hbits), bad = sig;
             bad[sig.size() - 1 - rng.below(uint32_t(sig.size()) / 2)] ^= 1;
             EXPECT_EQ(bc.ask({"verify", to_hex(k.pub), to_hex(hash), to_hex(sig)}), "1") << c.name;
             EXPECT_EQ(bc.ask({"verify", to_hex(k.pub), to_hex(hash), to_hex(bad)}), "0") << c.name;
-            std::istringstream there(bc.ask({"sign", to_hex(k.priv), to_hex(hash)}));
-            std::string bsig, bpub;
-            there >> bsig >> bpub;
-            EXPECT_EQ(bpub, to_hex(k.pub)) << c.name;
-            EXPECT_EQ(verify(ctx.get(), k.pub, hash, hbits, lncext_test::from_hex(bsig)), OK)
-                << c.name << " " << bsig;
+            const std::string there = bc.ask({"sign", to_hex(k.priv), to_hex(hash)});
+            const Bytes bsig = lncext_test::from_hex(there.substr(0, 2 * sig.size()));
+            EXPECT_EQ(there.substr(2 * sig.size() + 1), to_hex(k.pub)) << c.name;
+            EXPECT_EQ(verify(ctx.get(), k.pub, hash, hbits, bsig), OK) << c.name << " " << there;
         }
         for (int i = 0; i < 8; ++i) {
             // k P on a random point P, k up to twice the order's size;
             // compression both ways.
-            Big a = big(rng.bytes(1 + rng.below(ctx->key_bytes)));
             lnme2_point P = infinity(cv);
-            lnme2kp(cv, &P, a.data(), &ctx->P);
+            lnme2kp(cv, &P, big(rng.bytes(1 + rng.below(ctx->key_bytes))).data(), &ctx->P);
             const std::string p = affine(cv, P), comp = to_hex(compress(cv, P));
             const Bytes kb = rng.bytes(1 + rng.below(2 * ctx->key_bytes));
             EXPECT_EQ(bc.ask({"mul", to_hex(kb), p}), mul(cv, big(kb), P)) << c.name;
@@ -599,38 +506,45 @@ TEST(Dstu4145, BouncyCastleAgreesOnSignaturesCompressionAndMultiples) {
             if (c.a == 0 && v[0] <= 1 && std::count(v.begin(), v.end(), 0) >= int(v.size()) - 1)
                 continue;
             lnme2_point R = infinity(cv);
-            Elem e(cv, v);
-            const bool ok = lnme2exp(cv, &R, e.p()) != nullptr;
+            const bool ok = lnme2exp(cv, &R, Elem(cv, v).p()) != nullptr;
             EXPECT_EQ(bc.ask({"decomp", to_hex(v)}), ok ? affine(cv, R) : "none") << c.name;
         }
     }
 #endif
 }
 
-TEST(Dstu4145, ThreadsShareOneContext) {
-    auto ctx = make_ctx(named_curves()[2]);
-    int failures[4] = {};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&, t] {
-            Rng rng(100 + uint64_t(t));
-            thread_rng = &rng;
-            dstu_bspool_ctx pool;
-            failures[t] += dstu_bspool_init(&pool, ctx.get(), seeded_rnd) != DSTU_OK;
-            for (int i = 0; i < 3; ++i) {
-                Bytes d(DSTU_MAX_KEY_BYTES), q(DSTU_MAX_FIELD_BYTES), s(DSTU_MAX_SIG_BYTES), z(64);
-                int dl = int(d.size()), ql = int(q.size()), sl = int(s.size()), zl;
-                const Bytes h = rng.bytes(32);
-                failures[t] +=
-                    dstu_gen_keys(ctx.get(), &pool, &dl, d.data(), &ql, q.data()) +
-                    dstu_sign(ctx.get(), &pool, dl, d.data(), 256, h.data(), &sl, s.data()) +
-                    dstu_verify(ctx.get(), ql, q.data(), 256, h.data(), sl, s.data()) +
-                    dhua_zz(ctx.get(), dl, d.data(), ql, q.data(), 1, &zl, z.data());
-            }
-        });
+// Threads with pools of their own share a context: signatures verify, and key
+// agreement gives both sides the x of (h) d1 d2 P.
+TEST(Dstu4145, KeyAgreementAndSignaturesHoldOnThreadsSharingOneContext) {
+    for (const auto &c : named_curves()) {
+        auto ctx = make_ctx(c);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 3; ++t)
+            threads.emplace_back([&, t] {
+                Rng rng(100 + uint64_t(t));
+                thread_rng = &rng;
+                dstu_bspool_ctx pool;
+                EXPECT_EQ(dstu_bspool_init(&pool, ctx.get(), seeded_rnd), OK);
+                const Keys a = gen_keys(ctx.get(), &pool), b = gen_keys(ctx.get(), &pool);
+                const Bytes h = rng.bytes(32), sig = sign(ctx.get(), &pool, a.priv, h, 256);
+                EXPECT_EQ(verify(ctx.get(), a.pub, h, 256, sig), OK) << c.name << " " << t;
+                for (int cof = t % 2, zl = 0; cof < 2; cof++) {
+                    Bytes z[2] = {Bytes(ctx->field_bytes), Bytes(ctx->field_bytes)};
+                    for (int i = 0; i < 2; i++) {
+                        const Keys &x = i ? b : a, &y = i ? a : b;
+                        EXPECT_EQ(dhua_zz(ctx.get(), int(x.priv.size()), x.priv.data(),
+                                          int(y.pub.size()), y.pub.data(), cof, &zl, z[i].data()),
+                                  OK);
+                        EXPECT_EQ(zl, int(ctx->field_bytes));
+                    }
+                    Big d = big(a.priv), prod = big({}), hh = {1, cof ? ctx->cofactor : 1};
+                    lnmmul(lnmmul(d.data(), big(b.priv).data(), prod.data()), hh.data(), d.data());
+                    const std::string x = mul(&ctx->curve, d, ctx->P).substr(0, 2 * z[0].size());
+                    EXPECT_TRUE(to_hex(z[0]) == x && to_hex(z[1]) == x) << c.name << " " << cof;
+                }
+            });
+        for (auto &th : threads) th.join();
     }
-    for (auto &th : threads) th.join();
-    for (int t = 0; t < 4; ++t) EXPECT_EQ(failures[t], 0) << t;
 }
 
 }  // namespace

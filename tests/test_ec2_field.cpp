@@ -1,9 +1,7 @@
-// GF(2^m) arithmetic: every multiplication kernel on both paths against a
-// plain shift-and-xor product, the reducers against long division by the
-// published field polynomials, inversion on every algorithm, and the edge
-// cases of the element functions.
+// GF(2^m) arithmetic: the kernels on both paths against a shift-and-xor product,
+// the reducers against long division by the published field polynomials,
+// inversion on every algorithm, and the edge cases of the element functions.
 #include <gtest/gtest.h>
-
 #include "common/bytes.hpp"
 #include "ec2/field_kernels.hpp"
 #include "ec2_curves.hpp"
@@ -23,7 +21,6 @@ Words shift_xor_mul(const Words &a, const Words &b) {
             if ((b[j / 32] >> (j % 32)) & 1) c[(i + j) / 32] ^= 1u << ((i + j) % 32);
     return c;
 }
-
 // f = x^m + x^k1 (+ x^k2 + x^k3) + 1.
 struct Field {
     uint32_t m, k1, k2, k3;
@@ -43,14 +40,6 @@ Words poly_mod(Words c, const Field &f) {
     c.resize(f.words());
     return c;
 }
-
-// The published fields (m = 163, 191, 257, 431).
-std::vector<Field> published() {
-    std::vector<Field> f;
-    for (const auto &c : ec2_test::named_curves()) f.push_back({c.m, c.k1, c.k2, c.k3});
-    return f;
-}
-
 // n random words, the top one cut to top_bits; the first draws of each
 // generator are all ones, zero and a single top bit.
 Words random_words(Rng &rng, size_t n, uint32_t top_bits = 32, int i = 3) {
@@ -60,7 +49,6 @@ Words random_words(Rng &rng, size_t n, uint32_t top_bits = 32, int i = 3) {
     if (top_bits < 32) w[n - 1] &= (1u << top_bits) - 1;
     return w;
 }
-
 using MulFn = void (*)(uint32_t *, const uint32_t *, const uint32_t *);
 using SqrFn = void (*)(uint32_t *, const uint32_t *);
 #if defined(LNCEXT_HAVE_CLMUL)
@@ -69,55 +57,50 @@ const bool kClmul = gf2::cpu_has_clmul();
 const bool kClmul = false;
 #endif
 
-// One kernel width: each path's template, and the exported function (on the
-// path the process chose) where there is one.
-struct Kernel {
-    size_t w;
-    std::vector<std::pair<const char *, MulFn>> mul;
-    std::vector<std::pair<const char *, SqrFn>> sqr;
-};
-
+// Each path's template of width W, and the exported functions (on the path
+// the process chose) where there are any, against the model; with one guard
+// word past every product.
 template <size_t W>
-Kernel kernel(MulFn mul = nullptr, SqrFn sqr = nullptr) {
-    Kernel k{W, {{"nibble", &gf2::Nibble::mul<W>}}, {{"nibble", &gf2::Nibble::sqr<W>}}};
-    if (mul) k.mul.push_back({"exported", mul});
-    if (sqr) k.sqr.push_back({"exported", sqr});
+void check_kernels(Rng &rng, MulFn mul = nullptr, SqrFn sqr = nullptr) {
+    std::vector<std::pair<const char *, MulFn>> muls = {{"nibble", &gf2::Nibble::mul<W>}};
+    std::vector<std::pair<const char *, SqrFn>> sqrs = {{"nibble", &gf2::Nibble::sqr<W>}};
+    if (mul) muls.push_back({"exported", mul});
+    if (sqr) sqrs.push_back({"exported", sqr});
 #if defined(LNCEXT_HAVE_CLMUL)
-    if (kClmul) k.mul.push_back({"clmul", &gf2::Clmul::mul<W>});
-    if (kClmul) k.sqr.push_back({"clmul", &gf2::Clmul::sqr<W>});
+    if (kClmul) muls.push_back({"clmul", &gf2::Clmul::mul<W>});
+    if (kClmul) sqrs.push_back({"clmul", &gf2::Clmul::sqr<W>});
 #endif
-    return k;
+    const uint32_t guard = 0xA5A5A5A5u;
+    for (int i = 0; i < 40; i++) {
+        const Words a = random_words(rng, W, 32, i), b = random_words(rng, W, 32, i / 2);
+        Words ab = shift_xor_mul(a, b), aa = shift_xor_mul(a, a);
+        ab.push_back(guard);
+        aa.push_back(guard);
+        for (const auto &[path, fn] : muls) {
+            Words c(2 * W + 1, guard);
+            fn(c.data(), a.data(), b.data());
+            EXPECT_EQ(c, ab) << W << " words " << path << " #" << i;
+        }
+        for (const auto &[path, fn] : sqrs) {
+            Words c(2 * W + 1, guard), in_place = a;
+            in_place.resize(2 * W + 1, guard);
+            fn(c.data(), a.data());
+            fn(in_place.data(), in_place.data());
+            EXPECT_EQ(c, aa) << W << " words squared " << path << " #" << i;
+            EXPECT_EQ(in_place, aa) << W << " words squared in place " << path << " #" << i;
+        }
+    }
 }
 
 TEST(Ec2Field, KernelsEqualShiftAndXorOnEveryPathAndWriteNothingPastTheProduct) {
     std::cout << "carry-less multiply instruction path: "
               << (kClmul ? "tested" : "not available on this build or CPU") << "\n";
     Rng rng(0xEC2F1E1D);
-    const uint32_t guard = 0xA5A5A5A5u;
-    for (const Kernel &k :
-         {kernel<1>(), kernel<2>(), kernel<3>(), kernel<4>(), kernel<5>(pmult160x160),
-          kernel<6>(pmult192x192, psqr192x192), kernel<7>(pmult224x224), kernel<8>(pmult256x256),
-          kernel<9>(pmult288x288, psqr288x288), kernel<14>(pmult448x448, psqr448x448)}) {
-        for (int i = 0; i < 40; i++) {
-            const Words a = random_words(rng, k.w, 32, i), b = random_words(rng, k.w, 32, i / 2);
-            Words ab = shift_xor_mul(a, b), aa = shift_xor_mul(a, a);
-            ab.push_back(guard);
-            aa.push_back(guard);
-            for (const auto &[path, fn] : k.mul) {
-                Words c(2 * k.w + 1, guard);
-                fn(c.data(), a.data(), b.data());
-                EXPECT_EQ(c, ab) << k.w << " words " << path << " #" << i;
-            }
-            for (const auto &[path, fn] : k.sqr) {
-                Words c(2 * k.w + 1, guard), in_place = a;
-                in_place.resize(2 * k.w + 1, guard);
-                fn(c.data(), a.data());
-                fn(in_place.data(), in_place.data());
-                EXPECT_EQ(c, aa) << k.w << " words squared " << path << " #" << i;
-                EXPECT_EQ(in_place, aa) << k.w << " words squared in place " << path << " #" << i;
-            }
-        }
-    }
+    check_kernels<1>(rng), check_kernels<2>(rng), check_kernels<3>(rng), check_kernels<4>(rng);
+    check_kernels<5>(rng, pmult160x160), check_kernels<6>(rng, pmult192x192, psqr192x192);
+    check_kernels<7>(rng, pmult224x224), check_kernels<8>(rng, pmult256x256);
+    check_kernels<9>(rng, pmult288x288, psqr288x288);
+    check_kernels<14>(rng, pmult448x448, psqr448x448);
     // 257 bits: the 256-bit product plus the top bits' terms; word 16 holds
     // their product alone.
     for (int i = 0; i < 100; i++) {
@@ -132,7 +115,8 @@ TEST(Ec2Field, KernelsEqualShiftAndXorOnEveryPathAndWriteNothingPastTheProduct) 
 TEST(Ec2Field, ReducersGiveTheRemainderModuloThePublishedPolynomials) {
     const std::pair<void (*)(uint32_t *), size_t> reducers[] = {
         {reduce163_7_6_3_1, 11}, {reduce191_9_1, 12}, {reduce257_12_1, 18}, {reduce431_5_3_1, 28}};
-    const auto fs = published();
+    std::vector<Field> fs;
+    for (const auto &c : ec2_test::named_curves()) fs.push_back({c.m, c.k1, c.k2, c.k3});
     ASSERT_EQ(fs.size(), 4u);
     Rng rng(0x4ED0CE);
     for (size_t r = 0; r < 4; r++) {
@@ -166,9 +150,10 @@ void invert_clmul(uint32_t m, uint32_t *out, const uint32_t *a) {
 
 TEST(Ec2Field, ElementTimesItsInverseIsOneOnEveryAlgorithmAndZeroHasNone) {
     Rng rng(0x1417);
-    auto fields = published();
-    fields.push_back({233, 74, 0, 0});  // NIST fields: no kernels, the general loop
-    fields.push_back({283, 12, 7, 5});
+    // The published fields, then two NIST fields: no kernels, the general loop.
+    std::vector<Field> fields;
+    for (const auto &c : ec2_test::named_curves()) fields.push_back({c.m, c.k1, c.k2, c.k3});
+    fields.insert(fields.end(), {{233, 74, 0, 0}, {283, 12, 7, 5}});
     for (const Field &f : fields) {
         const size_t n = f.words();
         Words one(n, 0), fw(n, 0);
@@ -218,27 +203,17 @@ TEST(Ec2Field, ElementTimesItsInverseIsOneOnEveryAlgorithmAndZeroHasNone) {
 TEST(Ec2Field, ElementFunctionsKeepTheirEdgeCases) {
     lnm2_poly p, q;
     EXPECT_EQ(lnm2pclear(p, 10000)[0], 14u);  // never past the record
-    EXPECT_EQ(lnm2pclear(q, 163)[0], 6u);
-    EXPECT_TRUE(lnm2p_is_zero(lnm2pclear(p, 163)) && !lnm2p_is_one(p) && lnm2p_deg(p) == 0);
-    lnm2pinc(p);
-    EXPECT_TRUE(lnm2p_is_one(p) && lnm2p_deg(p) == 0 && !lnm2p_is_equal(p, q));
-    lnm2psbit(p, 162, 1);
-    EXPECT_TRUE(lnm2p_deg(p) == 162 && lnm2pgbit(p, 162) == 1 && !lnm2p_is_one(p));
-    EXPECT_TRUE(lnm2p_is_zero(lnm2add(q, lnm2pcopy(q, p), p)));
-    // Bytes: little-endian in, little-endian out, exactly len bytes written.
+    EXPECT_TRUE(lnm2p_is_zero(lnm2pclear(p, 163)) && p[0] == 6);
+    // Bytes: little-endian in (at most the element's words), little-endian
+    // out, exactly len bytes written, zeros past the element, none for len < 1.
     const Bytes bytes = Rng(21).bytes(40);
-    lnm2pfromb(p, bytes.data(), 21);
-    for (uint32_t i = 0; i < 24 * 8; i++)
-        EXPECT_EQ(lnm2pgbit(p, i), i < 21 * 8 && (bytes[i / 8] >> (i % 8)) & 1) << i;
     Bytes out(32, 0xEE), want = out;
     std::fill(want.begin() + 21, want.begin() + 30, 0);
     std::copy(bytes.begin(), bytes.begin() + 21, want.begin());
-    lnm2ptob(out.data(), p, 0);
-    lnm2ptob(out.data(), p, -5);
+    lnm2ptob(lnm2ptob(out.data(), lnm2pfromb(p, bytes.data(), 21), 0), p, -5);
     EXPECT_EQ(out, Bytes(32, 0xEE));
     EXPECT_EQ(Bytes(lnm2ptob(out.data(), p, 30), out.data() + 32), want);
-    lnm2pfromb(p, bytes.data(), 40);  // longer than the element: only 24 bytes read
-    EXPECT_EQ(p[6], lncext::load_le32(bytes.data() + 20));
+    EXPECT_EQ(lnm2pfromb(p, bytes.data(), 40)[6], lncext::load_le32(bytes.data() + 20));
     EXPECT_TRUE(lnm2p_is_zero(lnm2pfromb(p, bytes.data(), -1)));
     EXPECT_TRUE(lnm2p_is_zero(lnm2pfrombits(p, bytes.data(), 0)));
     EXPECT_EQ(lnm2pfrombits(p, bytes.data(), 12)[1], bytes[0] | uint32_t(bytes[1] & 0xF) << 8);
@@ -247,10 +222,9 @@ TEST(Ec2Field, ElementFunctionsKeepTheirEdgeCases) {
     uint32_t big[20];
     EXPECT_EQ(lnm2ptobig(big, lnm2pclear(p, 163))[0], 0u);
     p[3] = 0x1234;
-    p[1] = 9;
-    EXPECT_EQ(Words(lnm2ptobig(big, p), big + 4), (Words{3, 9, 0, 0x1234}));
+    EXPECT_EQ(Words(lnm2ptobig(big, p), big + 4), (Words{3, 0, 0, 0x1234}));
     const uint32_t longer[9] = {8, 1, 2, 3, 4, 5, 6, 7, 8}, shorter[3] = {2, 0xAB, 0xCD};
-    EXPECT_EQ(Words(lnm2pfrombig(q, longer), q + 7), (Words{6, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(Words(lnm2pfrombig(lnm2pclear(q, 163), longer), q + 7), (Words{6, 1, 2, 3, 4, 5, 6}));
     EXPECT_EQ(Words(lnm2pfrombig(q, shorter), q + 7), (Words{6, 0xAB, 0xCD, 0, 0, 0, 0}));
 }
 
@@ -271,14 +245,13 @@ TEST(Ec2Field, WordSerialProductsEqualShiftAndXor) {
             EXPECT_EQ(d, Words(prod.begin(), prod.end() - 1));
             EXPECT_EQ(gf2x_addmul_1_n(d.data(), acc.data(), b.data(), sb, a[0]), sum.back());
             EXPECT_EQ(gf2x_addmul_1_n(acc.data(), acc.data(), b.data(), sb, a[0]), sum.back());
-            EXPECT_EQ(d, Words(sum.begin(), sum.end() - 1));
-            EXPECT_EQ(acc, d);
+            EXPECT_TRUE(d == Words(sum.begin(), sum.end() - 1) && acc == d) << sa << "x" << sb;
         }
     }
-    uint32_t untouched = 0x77, one = 1;
-    EXPECT_EQ(gf2x_mul_1_n(&untouched, &one, 0, 5), 0u);
-    EXPECT_EQ(gf2x_addmul_1_n(&untouched, &one, &one, 0, 5), 0u);
-    EXPECT_EQ(gf2x_mul(&untouched, &one, 0, &one, 1), 0u);
+    uint32_t untouched = 0x77, one = 1;  // empty operands: nothing written
+    EXPECT_EQ(gf2x_mul_1_n(&untouched, &one, 0, 5) | gf2x_addmul_1_n(&untouched, &one, &one, 0, 5) |
+                  gf2x_mul(&untouched, &one, 0, &one, 1),
+              0u);
     EXPECT_EQ(untouched, 0x77u);
 }
 

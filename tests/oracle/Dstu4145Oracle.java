@@ -1,65 +1,54 @@
-// Bouncy Castle as the DSTU 4145 oracle of the test suite: one request per
-// line on stdin, one answer per line on stdout. Byte strings are hex in the
-// little-endian order of lncext's DSTU 4145 functions (byte 0 least
-// significant); xy is x || y, affine.
-//
+// Bouncy Castle as the DSTU 4145 oracle of the test suite: one request per line
+// on stdin, one answer per line on stdout. Byte strings are hex, little-endian
+// as in lncext's DSTU 4145 functions; xy is x || y, affine.
 //   curve m k1 k2 k3 a b n px py   -> ok          (sets the curve and base point)
 //   mul k xy                       -> xy | inf    (k (x, y))
 //   comp xy                        -> c           (DSTU4145PointEncoder.encodePoint)
 //   decomp c                       -> xy | none   (DSTU4145PointEncoder.decodePoint)
 //   sign d hash                    -> sig pub     (r || s, and -d P compressed)
 //   verify pub hash sig            -> 1 | 0
-import java.io.BufferedReader;
-import java.io.InputStreamReader;
+import java.io.*;
 import java.math.BigInteger;
 import java.security.SecureRandom;
-
 import org.bouncycastle.asn1.ua.DSTU4145PointEncoder;
 import org.bouncycastle.crypto.params.*;
 import org.bouncycastle.crypto.signers.DSTU4145Signer;
 import org.bouncycastle.math.ec.*;
 
 public class Dstu4145Oracle {
-    static ECCurve curve;
-    static ECDomainParameters domain;
-    static int fieldBytes, halfBytes;
+    static ECCurve curve; static ECDomainParameters domain; static int fieldBytes, halfBytes;
 
-    // Hex to bytes, reversed when rev (little-endian text to Java's big-endian).
+    // Hex to bytes and back, reversed when rev (little-endian text, big-endian BigInteger).
     static byte[] bytes(String s, boolean rev) {
         byte[] b = new byte[s.length() / 2];
         for (int i = 0; i < b.length; i++)
             b[rev ? b.length - 1 - i : i] = (byte) Integer.parseInt(s.substring(2 * i, 2 * i + 2), 16);
         return b;
     }
-
     static String hex(byte[] b, boolean rev) {
         StringBuilder sb = new StringBuilder();
         for (int i = 0; i < b.length; i++) sb.append(String.format("%02x", b[rev ? b.length - 1 - i : i] & 0xff));
         return sb.toString();
     }
-
     static BigInteger le(String s) { return new BigInteger(1, bytes(s, true)); }
-
     static String le(BigInteger v, int len) {
         byte[] be = v.toByteArray(), out = new byte[len];
         for (int i = 0; i < len && i < be.length; i++) out[i] = be[be.length - 1 - i];
         return hex(out, false);
     }
-
     static String affine(ECPoint p) {
         if (p.isInfinity()) return "inf";
         p = p.normalize();
         return le(p.getAffineXCoord().toBigInteger(), fieldBytes) + le(p.getAffineYCoord().toBigInteger(), fieldBytes);
     }
-
     static ECPoint point(String xy) {
         int half = xy.length() / 2;
         return curve.validatePoint(le(xy.substring(0, half)), le(xy.substring(half)));
     }
 
     static String compress(ECPoint p) { return hex(DSTU4145PointEncoder.encodePoint(p), true); }
-
     static String answer(String[] t) {
+        DSTU4145Signer signer = new DSTU4145Signer();
         switch (t[0]) {
             case "curve": {
                 int m = Integer.parseInt(t[1]), k1 = Integer.parseInt(t[2]), k2 = Integer.parseInt(t[3]), k3 = Integer.parseInt(t[4]);
@@ -81,17 +70,14 @@ public class Dstu4145Oracle {
                 }
             case "sign": {
                 BigInteger d = le(t[1]);
-                DSTU4145Signer signer = new DSTU4145Signer();
                 signer.init(true, new ParametersWithRandom(new ECPrivateKeyParameters(d, domain), new SecureRandom()));
                 BigInteger[] rs = signer.generateSignature(bytes(t[2], false));
                 return le(rs[0], halfBytes) + le(rs[1], halfBytes) + " " + compress(domain.getG().multiply(d).negate());
             }
             case "verify": {
-                DSTU4145Signer signer = new DSTU4145Signer();
                 signer.init(false, new ECPublicKeyParameters(DSTU4145PointEncoder.decodePoint(curve, bytes(t[1], true)), domain));
-                String sig = t[3];
-                int h = sig.length() / 2;
-                return signer.verifySignature(bytes(t[2], false), le(sig.substring(0, h)), le(sig.substring(h))) ? "1" : "0";
+                int h = t[3].length() / 2;
+                return signer.verifySignature(bytes(t[2], false), le(t[3].substring(0, h)), le(t[3].substring(h))) ? "1" : "0";
             }
             default: return "error unknown request " + t[0];
         }
@@ -99,15 +85,12 @@ public class Dstu4145Oracle {
 
     public static void main(String[] args) throws Exception {
         BufferedReader in = new BufferedReader(new InputStreamReader(System.in));
-        for (String line; (line = in.readLine()) != null;) {
-            String out;
+        for (String line; (line = in.readLine()) != null; System.out.flush()) {
             try {
-                out = answer(line.trim().split(" "));
+                System.out.println(answer(line.trim().split(" ")));
             } catch (RuntimeException e) {
-                out = "error " + e;
+                System.out.println("error " + e);
             }
-            System.out.println(out);
-            System.out.flush();
         }
     }
 }
