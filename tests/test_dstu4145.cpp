@@ -318,14 +318,14 @@ TEST(Dstu4145, EveryResultCodeLeavesTheOutputsUntouched) {
         int want, la, lb;
         Call call;
     } cases[] = {
-        {"sign: pool of another context", ARG, SB, 0, Sign(&other, d, KB, 256)},
-        {"sign: no pool", ARG, SB, 0, Sign(nullptr, d, KB, 256)},
-        {"sign: privlen 0", ARG, SB, 0, Sign(&pool, d, 0, 256)},
-        {"sign: privlen key_bytes + 1", ARG, SB, 0, Sign(&pool, wide.data(), KB + 1, 256)},
+        {"sign: pool of another context", ARG, SB + 1, 0, Sign(&other, d, KB, 256)},
+        {"sign: no pool", ARG, SB + 1, 0, Sign(nullptr, d, KB, 256)},
+        {"sign: privlen 0", ARG, SB + 1, 0, Sign(&pool, d, 0, 256)},
+        {"sign: privlen key_bytes + 1", ARG, SB + 1, 0, Sign(&pool, wide.data(), KB + 1, 256)},
         {"sign: siglen short", ARG, SB - 1, 0, Sign(&pool, d, KB, 256)},
-        {"sign: hbits 0", ARG, SB, 0, Sign(&pool, d, KB, 0)},
-        {"sign: private key 0", PRIV, SB, 0, Sign(&pool, zero.data(), KB, 256)},
-        {"sign: private key n", PRIV, SB, 0, Sign(&pool, n_priv.data(), KB, 256)},
+        {"sign: hbits 0", ARG, SB + 1, 0, Sign(&pool, d, KB, 0)},
+        {"sign: private key 0", PRIV, SB + 1, 0, Sign(&pool, zero.data(), KB, 256)},
+        {"sign: private key n", PRIV, SB + 1, 0, Sign(&pool, n_priv.data(), KB, 256)},
         {"verify", OK, 0, 0, Verify(q, L, 256, sig)},
         {"verify: publen 0", ARG, 0, 0, Verify(q, 0, 256, sig)},
         {"verify: publen L + 1", ARG, 0, 0, Verify(wide.data(), L + 1, 256, sig)},
