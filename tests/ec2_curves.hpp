@@ -1,13 +1,11 @@
 // The published DSTU 4145 curves of tests/vectors/dstu4145.txt as contexts,
-// and the point helpers the binary-curve tests share.
+// and the element and point helpers the binary-curve tests share.
 #pragma once
-
 #include <gtest/gtest.h>
-
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
-
 #include "lncext/bignum.h"
 #include "lncext/dstu4145.h"
 #include "test_util.hpp"
@@ -16,8 +14,8 @@ namespace ec2_test {
 
 using lncext_test::Bytes;
 
-// A curve or example block: field, coefficients, base point (x, y) and order
-// as the library's little-endian byte strings.
+// A named curve or signature example: field, coefficients, base point and
+// order as the library's little-endian byte strings.
 struct Curve {
     std::string name;
     uint32_t m, k1, k2, k3, a, cofactor;
@@ -25,12 +23,16 @@ struct Curve {
     lncext_test::VectorBlock block;
 };
 
-inline std::vector<Curve> load(const char *key) {
-    std::vector<Curve> out;
+// The four named curves (m = 163, 191, 257, 431), or with key "example" the
+// signature examples.
+inline const std::vector<Curve> &named_curves(const std::string &key = "curve") {
+    static std::map<std::string, std::vector<Curve>> cache;
+    if (cache.count(key)) return cache[key];
+    auto &out = cache[key];
     for (const auto &blk : lncext_test::read_vectors("dstu4145.txt")) {
         if (!blk.has(key)) continue;
         auto num = [&](const char *k) { return uint32_t(std::stoul(blk.get(k))); };
-        const bool named = std::string(key) == "curve";
+        const bool named = key == "curve";
         out.push_back({blk.get(key), num("m"), num("k1"), num("k2"), num("k3"), num("a"),
                        blk.has("cofactor") ? num("cofactor") : 0, blk.bytes("b"), blk.bytes("n"),
                        blk.bytes(named ? "gx" : "px"), blk.bytes(named ? "gy" : "py"), blk});
@@ -38,21 +40,10 @@ inline std::vector<Curve> load(const char *key) {
     return out;
 }
 
-// The four named curves (m = 163, 191, 257, 431) and the signature examples.
-inline const std::vector<Curve> &named_curves() {
-    static const std::vector<Curve> c = load("curve");
-    return c;
-}
-inline const std::vector<Curve> &examples() {
-    static const std::vector<Curve> c = load("example");
-    return c;
-}
-
 // The compressed base point of c, made through the curve alone.
 inline Bytes compressed_base(const dstu_ctx *ctx, const Curve &c) {
-    Bytes xy = c.px;
+    Bytes xy = c.px, out(c.px.size());
     xy.insert(xy.end(), c.py.begin(), c.py.end());
-    Bytes out(c.px.size());
     int outlen = int(out.size());
     EXPECT_EQ(dstu_cppubk(ctx, out.data(), &outlen, xy.data()), DSTU_OK) << c.name;
     return out;
@@ -69,25 +60,21 @@ inline std::unique_ptr<dstu_ctx> make_ctx(const Curve &c) {
     ctx->cofactor = c.cofactor;
     return ctx;
 }
-
-// Elements and points.
+// A field element, zero or from little-endian bytes.
 struct Elem {
     lnm2_poly w;
-    explicit Elem(const lnme2_ctx *ctx) { lnm2pclear(w, ctx->m); }
-    Elem(const lnme2_ctx *ctx, const Bytes &le) {
+    explicit Elem(const lnme2_ctx *ctx, const Bytes &le = {}) {
         lnm2pclear(w, ctx->m);
         lnm2pfromb(w, le.data(), int(le.size()));
     }
     uint32_t *p() { return w; }
 };
-
 inline lnme2_point infinity(const lnme2_ctx *ctx) {
     lnme2_point P;
     lnme2pcr(ctx, &P, nullptr, nullptr);
     return P;
 }
-
-// Affine x || y of P as bytes ("inf" for the point at infinity); P is read
+// Affine x || y of P as hex ("inf" for the point at infinity); P is read
 // through a copy.
 inline std::string affine(const lnme2_ctx *ctx, const lnme2_point &P) {
     lnme2_point T = P;
@@ -99,7 +86,7 @@ inline std::string affine(const lnme2_ctx *ctx, const lnme2_point &P) {
     lnm2ptob(buf + L, y.p(), L);
     return lncext_test::to_hex(buf, size_t(2 * L));
 }
-
+// Little-endian bytes as a big number.
 inline std::vector<uint32_t> big(const Bytes &le) {
     std::vector<uint32_t> r(LNMBIG_WORDS);
     lnmfromrbase256(r.data(), le.data(), uint32_t(le.size()));
