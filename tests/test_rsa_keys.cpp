@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <map>
-#include <memory>
 
 #include "rsa_test_util.hpp"
 
@@ -28,19 +27,15 @@ struct Key {
     Mpz n, e, d, p, q, dp, dq, qinv;
     Bytes pub, priv;
     uint32_t k = 0, kpub = 0;
+    mpz_ptr part(int i) { return std::array<mpz_ptr, 8>{n, e, d, p, q, dp, dq, qinv}[i]; }
 
-    // d = e^-1 mod lcm(p - 1, q - 1), CRT values for p as given (qinv =
-    // q^-1 mod p whichever prime is larger).
+    // d = e^-1 mod lcm(p - 1, q - 1); qinv = q^-1 mod p whichever is larger.
     void derive() {
         Mpz pm1, qm1, lambda;
-        mpz_mul(n, p, q);
-        mpz_sub_ui(pm1, p, 1);
-        mpz_sub_ui(qm1, q, 1);
+        mpz_mul(n, p, q), mpz_sub_ui(pm1, p, 1), mpz_sub_ui(qm1, q, 1);
         mpz_lcm(lambda, pm1, qm1);
-        ASSERT_NE(mpz_invert(d, e, lambda), 0);
-        mpz_mod(dp, d, pm1);
-        mpz_mod(dq, d, qm1);
-        ASSERT_NE(mpz_invert(qinv, q, p), 0);
+        ASSERT_TRUE(mpz_invert(d, e, lambda) && mpz_invert(qinv, q, p));
+        mpz_mod(dp, d, pm1), mpz_mod(dq, d, qm1);
         build();
     }
     void build() {
@@ -51,15 +46,12 @@ struct Key {
     }
 };
 
-// Distinct primes of the given sizes; for e = 3 both are 2 mod 3.
+// Distinct primes of the given sizes (top two bits set; 2 mod 3 for e = 3).
 void random_key(GmpRand &st, Key &key, uint32_t pbits, uint32_t qbits, unsigned long e) {
     mpz_set_ui(key.e, e);
-    do {
-        do random_prime(st, pbits, key.p, true);
-        while (e == 3 && mpz_fdiv_ui(key.p, 3) != 2);
-        do random_prime(st, qbits, key.q, true);
-        while (e == 3 && mpz_fdiv_ui(key.q, 3) != 2);
-    } while (mpz_cmp(key.p, key.q) == 0);
+    for (auto [z, bits] : {std::pair{key.p.z, pbits}, {key.q.z, qbits}}) do
+            random_prime(st, bits, z, true);
+        while ((e == 3 && mpz_fdiv_ui(z, 3) != 2) || mpz_cmp(key.p, key.q) == 0);
     key.derive();
 }
 
@@ -68,6 +60,7 @@ uint32_t encrypt(Bytes &out, const Bytes &in, const Key &key) {
     return rsa_encrypt(out.data(), in.data(), int32_t(in.size()), key.pub.data());
 }
 
+// rsa_sign (or rsa_decrypt) into a canary-filled buffer, cut to k on success.
 uint32_t sign(Bytes &out, const Bytes &in, const Key &key, bool decrypt = false) {
     out.assign(300, 0xA5);
     const uint32_t r = (decrypt ? rsa_decrypt : rsa_sign)(out.data(), in.data(), int32_t(in.size()),
@@ -84,19 +77,35 @@ bool untouched(const Bytes &b, size_t from = 0) {
     return std::all_of(b.begin() + from, b.end(), [](uint8_t x) { return x == 0xA5; });
 }
 
-// Every operation on key and x (any length up to k bytes) against GMP:
-// encrypt, verify of the result, sign and decrypt back, both in place.
-void check_operations(const Key &key, const Bytes &x, const std::string &what) {
-    Mpz zx, xr, c_want, s_want;
+// Every operation on key and x (up to k bytes) against GMP: encrypt, verify
+// (also of a changed signature and of the message plus a multiple of n as a
+// longer string), sign and decrypt back, and in place.
+void check_operations(const Key &key, const Bytes &x, Rng &g, const std::string &what) {
+    Mpz zx, xr, c_want, s_want, t;
+    GmpRand st(g.word());
     set_bytes(zx, x);
     mpz_mod(xr, zx, key.n);
-    Bytes c, s;
-    ASSERT_EQ(encrypt(c, x, key), RSA_OK) << what;
     mpz_powm(c_want, zx, key.e, key.n);
     mpz_powm(s_want, zx, key.d, key.n);
+    Bytes c, s, sig = bytes_of(zx, key.k), longer;
+    ASSERT_EQ(encrypt(c, x, key), RSA_OK) << what;
     EXPECT_EQ(c, bytes_of(c_want, key.kpub)) << what;
     // x^e = (x mod n)^e: a signature of n or more still verifies.
-    EXPECT_EQ(verify(bytes_of(zx, key.k), c, key), RSA_OK) << what;
+    EXPECT_EQ(verify(sig, c, key), RSA_OK) << what;
+    // The empty message is 0, signed by 0 alone.
+    EXPECT_EQ(rsa_verify(sig.data(), c.data(), 0, key.pub.data()),
+              mpz_sgn(xr.z) == 0 ? RSA_OK : RSA_ERR_SIG);
+    for (int i = 0; i < 8; i++) {  // m + t n, t of 0 to 875 bytes, some leading zeros
+        const uint32_t extra = g.below(4) * g.below(220);
+        mpz_urandomb(t, st, 8 * extra);
+        mpz_mul(t, t, key.n), mpz_add(t, t, c_want);
+        longer = bytes_of(t, (mpz_sizeinbase(t, 2) + 7) / 8 + extra % 3);
+        EXPECT_EQ(verify(sig, longer, key), RSA_OK) << what << ", " << extra << " bytes more";
+        longer.back() ^= 1;
+        EXPECT_EQ(verify(sig, longer, key), RSA_ERR_SIG) << what << ", changed message";
+    }
+    sig[g.below(key.k)] ^= uint8_t(1 + g.below(255));
+    EXPECT_EQ(verify(sig, c, key), RSA_ERR_SIG) << what << ", changed signature";
     for (bool decrypt : {false, true}) {
         ASSERT_EQ(sign(s, c, key, decrypt), RSA_OK) << what;
         EXPECT_EQ(s, bytes_of(xr, key.k)) << what;
@@ -132,37 +141,33 @@ uint32_t model_step(uint32_t bits, Mpz &p, Mpz &q, const Bytes &rnd) {
     return RSA_OK;
 }
 
-// Each size from all-zero bytes (the lowest candidate) then random ones, now
-// and then repeated or short, call by call beside the model; the complete key
-// against its identities, its exact blobs and the operations.
+// Each size from all-zero bytes (the lowest candidate), then random ones,
+// now and then short, the bytes of the first prime once more: call by call
+// beside the model. The key: its CRT values, exact blobs, the operations.
 TEST(RsaKeys, KeygenFollowsTheModelCallByCall) {
     SeededHook::install(20);
     Rng g(20);
     for (uint32_t bits : {512u, 1024u, 1536u, 2048u}) {
         rsa_keygen_ctx ctx;
         ASSERT_EQ(rsa_keygen_init(&ctx, bits), RSA_OK);
-        Mpz p, q;
+        Key key;
         uint32_t r = RSA_NEED_MORE;
         Bytes rnd(bits / 16, 0);
         for (int calls = 0; r != RSA_OK && calls < 100; calls++) {
             if (calls % 5 == 3) rnd.resize(bits / 16 - 1);
             const rsa_keygen_ctx before = ctx;
             r = rsa_keygen(&ctx, rnd.data(), uint32_t(rnd.size()));
-            ASSERT_EQ(r, model_step(bits, p, q, rnd)) << bits << " bits, call " << calls;
-            EXPECT_TRUE(equals_mpz(ctx.p, p) && equals_mpz(ctx.q, q)) << calls;
+            ASSERT_EQ(r, model_step(bits, key.p, key.q, rnd)) << bits << " bits, call " << calls;
+            EXPECT_TRUE(equals_mpz(ctx.p, key.p) && equals_mpz(ctx.q, key.q)) << calls;
             EXPECT_TRUE(r != RSA_ERR_RND_SHORT || std::memcmp(&before, &ctx, sizeof ctx) == 0);
-            // Right after the first prime, the same bytes again: no key yet.
             if (before.p[0] != 0 || ctx.p[0] == 0) rnd = g.bytes(bits / 16 + g.below(3));
         }
         ASSERT_EQ(r, RSA_OK) << bits;
-        EXPECT_EQ(ctx.bits, bits);
-        Key key;
-        mpz_set(key.p, p), mpz_set(key.q, q), mpz_set_ui(key.e, 65537);
+        mpz_set_ui(key.e, 65537);
         key.derive();
-        // The unique residues of 65537 dP = 1 mod p - 1, 65537 dQ = 1 mod q - 1,
-        // q qInv = 1 mod p.
+        // dP, dQ, qInv: the unique residues of their identities.
         EXPECT_TRUE(equals_mpz(ctx.dP, key.dp) && equals_mpz(ctx.dQ, key.dq));
-        EXPECT_TRUE(equals_mpz(ctx.qInv, key.qinv));
+        EXPECT_TRUE(equals_mpz(ctx.qInv, key.qinv) && ctx.bits == bits);
         rsa_keygen_ctx again = ctx;
         for (uint32_t *x : {again.dP, again.dQ, again.qInv}) std::fill_n(x, RSA_PRIME_WORDS, 0);
         EXPECT_EQ(rsa_gen_crt(&again), RSA_OK);
@@ -179,14 +184,15 @@ TEST(RsaKeys, KeygenFollowsTheModelCallByCall) {
             EXPECT_EQ(Bytes(buf.begin(), buf.begin() + want->size()), *want);
             EXPECT_TRUE(untouched(buf, want->size()));
         }
-        EXPECT_EQ(to_hex(Bytes(key.pub.end() - 5, key.pub.end())), "0003010001");
         EXPECT_EQ(key.pub.size(), RSA_PUBKEY_BYTES(bits));
-        check_operations(key, g.bytes(key.k - 1), "generated key");
+        EXPECT_EQ(to_hex(Bytes(key.pub.end() - 5, key.pub.end())), "0003010001");
+        check_operations(key, g.bytes(key.k - 1), g, "generated key");
     }
 }
 
-// Every result code of init, keygen, gen_crt and key export, from a good
-// context changed one way per row; the context and the buffer stay as they were.
+// Every result code of init, keygen, gen_crt and the exports, from a good
+// context (512 bits, a first prime, with NO_Q no second) changed one way per
+// row; the context and the buffer stay as they were.
 TEST(RsaKeys, KeygenAndExportResultCodesLeaveTheOutputsAlone) {
     rsa_keygen_ctx ctx, good, before;
     std::memset(&ctx, 0x5A, sizeof ctx);
@@ -198,60 +204,40 @@ TEST(RsaKeys, KeygenAndExportResultCodesLeaveTheOutputsAlone) {
     ASSERT_EQ(rsa_keygen_init(&good, 512), RSA_OK);
     EXPECT_TRUE(std::all_of(good.p, good.p + 5 * RSA_PRIME_WORDS, [](uint32_t w) { return !w; }));
     EXPECT_EQ(good.bits, 512u);
-    lnmconvert(good.p, 0xFFFFFFFBu);  // a first prime, and a second one below
+    lnmconvert(good.p, 0xFFFFFFFBu);
+    lnmconvert(good.q, 0xFFFFFFF1u);
     Bytes rnd(64, 0x33), buf(700, 0xA5);
-    enum Call { KEYGEN, PUB, PRIV, CRT };
+    // A change, or a context word set to 33 (a number of 33 digits).
+    enum { NULL_CTX = -4, NULL_DATA, NO_Q, NONE, BIG_P = 0, BIG_Q = 33, BIG_DP = 66 };
+    enum { KEYGEN, GEN_CRT, EXPORTS, PRIVKEY };  // EXPORTS: pubkey and privkey
     const struct {
-        Call call;
-        bool null_ctx, null_data, q;
+        int call, change;
         uint32_t bits, len, want;
-        int bad_word;  // a context word set to 33 (a number of 33 digits)
-        const char *what;
     } rows[] = {
-        {KEYGEN, true, false, false, 512, 64, RSA_ERR_ARG, -1, "null ctx"},
-        {KEYGEN, false, true, false, 512, 64, RSA_ERR_ARG, -1, "null rnd"},
-        {KEYGEN, false, false, false, 512, 31, RSA_ERR_RND_SHORT, -1, "31 bytes"},
-        {KEYGEN, false, false, false, 512, 0, RSA_ERR_RND_SHORT, -1, "0 bytes"},
-        {KEYGEN, false, false, false, 1024, 63, RSA_ERR_RND_SHORT, -1, "63 bytes"},
-        {KEYGEN, false, false, false, 768, 64, RSA_ERR_MODSIZE, -1, "768 bits"},
-        {KEYGEN, false, false, false, 0, 64, RSA_ERR_MODSIZE, -1, "0 bits"},
-        {KEYGEN, false, false, false, 512, 64, RSA_ERR_ARG, 0, "33-digit p"},
-        {CRT, true, false, true, 512, 0, RSA_ERR_ARG, -1, "null ctx"},
-        {CRT, false, false, false, 512, 0, RSA_ERR_ARG, -1, "no second prime"},
-        {CRT, false, false, true, 512, 0, RSA_ERR_ARG, RSA_PRIME_WORDS, "33-digit q"},
-        {PRIV, false, false, true, 512, 700, RSA_ERR_ARG, 2 * RSA_PRIME_WORDS, "33-digit dP"},
-    };
-    auto run = [&](const auto &c, Call call) {
-        ctx = good, ctx.bits = c.bits;
-        if (c.q) lnmconvert(ctx.q, 0xFFFFFFF1u);
-        if (c.bad_word >= 0) reinterpret_cast<uint32_t *>(&ctx)[c.bad_word] = 33;
-        before = ctx;
-        rsa_keygen_ctx *x = c.null_ctx ? nullptr : &ctx;
-        uint8_t *data = c.null_data ? nullptr : buf.data();
-        const uint32_t r = call == KEYGEN ? rsa_keygen(x, c.null_data ? nullptr : rnd.data(), c.len)
-                           : call == PUB  ? rsa_get_pubkey(x, data, c.len)
-                           : call == PRIV ? rsa_get_privkey(x, data, c.len)
-                                          : rsa_gen_crt(x);
-        EXPECT_EQ(r, c.want) << c.what << ", call " << call;
-        EXPECT_TRUE(std::memcmp(&ctx, &before, sizeof ctx) == 0 && untouched(buf)) << c.what;
-    };
-    for (const auto &c : rows) run(c, c.call);
-    // Both exports share these rows.
-    const struct {
-        bool null_ctx, null_data, q;
-        uint32_t bits, len, want;
-        int bad_word;
-        const char *what;
-    } exports[] = {
-        {true, false, true, 512, 700, RSA_ERR_ARG, -1, "null ctx"},
-        {false, true, true, 512, 700, RSA_ERR_ARG, -1, "null buf"},
-        {false, false, false, 512, 700, RSA_ERR_ARG, -1, "no second prime"},
-        {false, false, true, 512, 700, RSA_ERR_ARG, 0, "33-digit p"},
-        {false, false, true, 768, 700, RSA_ERR_MODSIZE, -1, "768 bits"},
-        {false, false, true, 512, 0, RSA_ERR_BUF_SHORT, -1, "no room"},
-    };
-    for (const auto &c : exports)
-        for (Call call : {PUB, PRIV}) run(c, call);
+        {KEYGEN, NULL_CTX, 512, 64, RSA_ERR_ARG},    {KEYGEN, NULL_DATA, 512, 64, RSA_ERR_ARG},
+        {KEYGEN, NO_Q, 512, 31, RSA_ERR_RND_SHORT},  {KEYGEN, NO_Q, 512, 0, RSA_ERR_RND_SHORT},
+        {KEYGEN, NO_Q, 1024, 63, RSA_ERR_RND_SHORT}, {KEYGEN, NO_Q, 768, 64, RSA_ERR_MODSIZE},
+        {KEYGEN, NO_Q, 0, 64, RSA_ERR_MODSIZE},      {KEYGEN, BIG_P, 512, 64, RSA_ERR_ARG},
+        {GEN_CRT, NULL_CTX, 512, 0, RSA_ERR_ARG},    {GEN_CRT, NO_Q, 512, 0, RSA_ERR_ARG},
+        {GEN_CRT, BIG_Q, 512, 0, RSA_ERR_ARG},       {EXPORTS, NULL_CTX, 512, 700, RSA_ERR_ARG},
+        {EXPORTS, NULL_DATA, 512, 700, RSA_ERR_ARG}, {EXPORTS, NO_Q, 512, 700, RSA_ERR_ARG},
+        {EXPORTS, BIG_P, 512, 700, RSA_ERR_ARG},     {EXPORTS, NONE, 768, 700, RSA_ERR_MODSIZE},
+        {EXPORTS, NONE, 512, 0, RSA_ERR_BUF_SHORT},  {PRIVKEY, BIG_DP, 512, 700, RSA_ERR_ARG}};
+    for (const auto &c : rows)
+        for (int call = c.call; call <= (c.call == EXPORTS ? PRIVKEY : c.call); call++) {
+            ctx = good, ctx.bits = c.bits;
+            if (c.change == NO_Q) ctx.q[0] = 0;
+            if (c.change >= 0) reinterpret_cast<uint32_t *>(&ctx)[c.change] = 33;
+            before = ctx;
+            rsa_keygen_ctx *x = c.change == NULL_CTX ? nullptr : &ctx;
+            uint8_t *data = c.change == NULL_DATA ? nullptr : buf.data();
+            const uint32_t r = call == KEYGEN    ? rsa_keygen(x, data ? rnd.data() : nullptr, c.len)
+                               : call == GEN_CRT ? rsa_gen_crt(x)
+                               : call == EXPORTS ? rsa_get_pubkey(x, data, c.len)
+                                                 : rsa_get_privkey(x, data, c.len);
+            EXPECT_EQ(r, c.want) << "call " << call << ", change " << c.change << ", " << c.bits;
+            EXPECT_TRUE(std::memcmp(&ctx, &before, sizeof ctx) == 0 && untouched(buf)) << call;
+        }
 }
 
 // Records of every length 0..258 against the format; above 256 only the two
@@ -259,11 +245,10 @@ TEST(RsaKeys, KeygenAndExportResultCodesLeaveTheOutputsAlone) {
 TEST(RsaKeys, KeyRecordsRoundTrip) {
     Rng g(23);
     for (uint32_t len = 0; len <= 258; len++) {
-        Bytes v = g.bytes(len);
+        Bytes v = g.bytes(len), rec(len + 8, 0xA5);
         if (len != 0) v[0] |= uint8_t(1 + g.below(255));  // minimal: no leading zero
         Mpz z;
         set_bytes(z, v);
-        Bytes rec(len + 8, 0xA5);
         const int n = save_rsa_key_prm(rec.data(), num_of(z, LNMBIG_WORDS).data());
         EXPECT_EQ(rec[0] * 256 + rec[1], int(len));
         EXPECT_EQ(n, len > 256 ? -1 : int(len) + 2);
@@ -276,9 +261,9 @@ TEST(RsaKeys, KeyRecordsRoundTrip) {
     }
     // Zero is 00 00; leading zero bytes still read.
     uint8_t rec[6] = {0xA5, 0xA5, 0xA5}, padded[] = {0, 4, 0, 0, 1, 2};
-    EXPECT_EQ(save_rsa_key_prm(rec, LNMBIG_ZERO), 2);
-    EXPECT_EQ(rec[0] | rec[1], 0);
     uint32_t x[4];
+    EXPECT_EQ(save_rsa_key_prm(rec, LNMBIG_ZERO), 2);
+    EXPECT_EQ(rec[0] | rec[1] | (rec[2] ^ 0xA5), 0);
     EXPECT_EQ(load_rsa_key_prm(x, padded), 6);
     EXPECT_TRUE(x[0] == 1 && x[1] == 0x102);
 }
@@ -286,59 +271,43 @@ TEST(RsaKeys, KeyRecordsRoundTrip) {
 // The published keys and raw pairs (sizes not permitted are refused), and
 // the published CRT intermediates through rsapowmod and rsa_sign.
 TEST(RsaKeys, PublishedRawVectors) {
-    std::map<std::string, std::unique_ptr<Key>> keys;
+    const char *names[] = {"n", "e", "d", "p", "q", "dp", "dq", "qinv"};
+    std::map<std::string, Key> keys;
     int raw = 0, crt = 0, refused = 0;
     for (const VectorBlock &b : read_vectors("rsa.txt")) {
-        const std::string kind = b.get("kind");
+        const std::string kind = b.get("kind"), name = b.has("name") ? b.get("name") : "";
         if (kind != "key" && kind != "raw" && kind != "crt") continue;
-        auto owned = std::make_unique<Key>();
-        Key &key = b.has("key") ? *keys.at(b.get("key")) : *owned;
-        for (auto [name, z] : {std::pair{"n", key.n.z},
-                               {"e", key.e.z},
-                               {"d", key.d.z},
-                               {"p", key.p.z},
-                               {"q", key.q.z},
-                               {"dp", key.dp.z},
-                               {"dq", key.dq.z},
-                               {"qinv", key.qinv.z}})
-            if (!b.has("key") && b.has(name)) set_bytes(z, b.bytes(name));
+        Key &key = keys[b.has("key") ? b.get("key") : name];
+        for (int i = 0; i < 8; i++)
+            if (!b.has("key") && b.has(names[i])) set_bytes(key.part(i), b.bytes(names[i]));
         if (!b.has("key")) b.has("dp") ? key.build() : key.derive();
-        if (kind == "key") keys.emplace(b.get("name"), std::move(owned));
         if (kind == "crt") {
             for (auto [in, e, m, out] : {std::tuple{"cmodp", key.dp.z, key.p.z, "m1"},
                                          {"cmodq", key.dq.z, key.q.z, "m2"}}) {
                 Mpz zi, zo;
-                set_bytes(zi, b.bytes(in));
-                set_bytes(zo, b.bytes(out));
+                set_bytes(zi, b.bytes(in)), set_bytes(zo, b.bytes(out));
                 Num x = num_of(zi), ex = num_of(e), mod = num_of(m), r(72);
                 EXPECT_TRUE(equals_mpz(rsapowmod(x.data(), ex.data(), mod.data(), r.data()), zo));
             }
             Bytes s;
-            ASSERT_EQ(sign(s, b.bytes("c"), key), RSA_OK);
-            EXPECT_EQ(s, b.bytes("m"));
+            EXPECT_TRUE(sign(s, b.bytes("c"), key) == RSA_OK && s == b.bytes("m"));
             ++crt;
         }
         if (kind != "raw") continue;
-        const std::string what = b.has("name") ? b.get("name") : b.get("key");
         const Bytes x = b.bytes("x"), y = b.bytes("y");
-        Bytes out;
+        const std::string what = b.has("key") ? b.get("key") : name;
         const bool ok = rsa_is_prermitted_modsize(8 * key.kpub);
         const size_t pq_bits = mpz_sizeinbase(key.p, 2) + mpz_sizeinbase(key.q, 2);
         ASSERT_EQ(ok, rsa_is_prermitted_modsize(uint32_t(pq_bits))) << what;
-        refused += !ok;
-        raw += ok;
+        refused += !ok, raw += ok;
         const uint32_t want = ok ? RSA_OK : RSA_ERR_MODSIZE;
-        EXPECT_EQ(encrypt(out, x, key), want) << what;
-        EXPECT_TRUE(!ok || out == y) << what;
+        Bytes out;
+        EXPECT_TRUE(encrypt(out, x, key) == want && (!ok || out == y)) << what;
         EXPECT_EQ(verify(x, y, key), want) << what;
-        for (bool decrypt : {false, true}) {
-            EXPECT_EQ(sign(out, y, key, decrypt), want) << what;
-            EXPECT_TRUE(!ok || out == x) << what;
-        }
+        EXPECT_TRUE(sign(out, y, key) == want && (!ok || out == x)) << what;
+        EXPECT_TRUE(sign(out, y, key, true) == want && (!ok || out == x)) << what;
     }
-    EXPECT_EQ(crt, 1);
-    EXPECT_GE(raw, 20);
-    EXPECT_GE(refused, 4);
+    EXPECT_TRUE(crt == 1 && raw >= 20 && refused >= 4) << crt << " " << raw << " " << refused;
 }
 
 // Random keys of every size, balanced with either prime larger, very
@@ -360,53 +329,21 @@ TEST(RsaKeys, OperationsAgreeWithGmp) {
         for (int swap = 0; swap < 2; swap++) {
             const std::string what = std::to_string(s.pbits) + "+" + std::to_string(s.qbits) +
                                      (swap ? " swapped" : "") + " e=" + std::to_string(s.e);
-            Mpz t;
             for (int i = 0; i < 10; i++) {
-                mpz_set_si(t, i == 2 ? -1 : i < 2 ? i : 0);
+                Mpz t;
+                if (i == 1 || i == 2) mpz_set_si(t, i == 1 ? 1 : -1);
                 if (i == 2 || i == 3) mpz_add(t, t, key.n);
                 const Bytes x = i == 4   ? Bytes(key.k, 0xFF)
                                 : i == 9 ? g.bytes(1 + g.below(key.k - 1))
                                 : i >= 5 ? g.bytes(key.k)
                                          : bytes_of(t, key.k);
-                check_operations(key, x, what + " input " + std::to_string(i));
+                check_operations(key, x, g, what + " input " + std::to_string(i));
             }
             mpz_swap(key.p, key.q);  // the same key with the primes exchanged
             key.derive();
         }
     }
 }
-
-TEST(RsaKeys, VerifyReducesLongMessagesAndRejectsEveryChangedByte) {
-    GmpRand st(25);
-    Key key;
-    random_key(st, key, 512, 512, 65537);
-    Rng g(25);
-    Bytes m = g.bytes(key.k), s;
-    m[0] = 0;
-    ASSERT_EQ(sign(s, m, key), RSA_OK);
-    EXPECT_EQ(verify(s, m, key), RSA_OK);
-    for (size_t i = 0; i < s.size(); i++) {
-        Bytes bad = s;
-        bad[i] ^= uint8_t(1 + g.below(255));
-        EXPECT_EQ(verify(bad, m, key), RSA_ERR_SIG) << "byte " << i;
-    }
-    // m + t n for t of many sizes (up to 1000 bytes), some with leading zeros.
-    for (uint32_t extra : {0u, 1u, 7u, 128u, 129u, 255u, 256u, 257u, 600u, 872u}) {
-        Mpz zm, t;
-        set_bytes(zm, m);
-        mpz_urandomb(t, st, 8 * extra);
-        mpz_addmul(zm, t, key.n);
-        Bytes longer = bytes_of(zm, (mpz_sizeinbase(zm, 2) + 7) / 8 + extra % 3);
-        EXPECT_EQ(verify(s, longer, key), RSA_OK) << extra;
-        longer.back() ^= 1;
-        EXPECT_EQ(verify(s, longer, key), RSA_ERR_SIG) << extra;
-    }
-    // The empty message is 0, whose signature is 0.
-    const Bytes zero(key.k, 0);
-    EXPECT_EQ(rsa_verify(zero.data(), zero.data(), 0, key.pub.data()), RSA_OK);
-    EXPECT_EQ(rsa_verify(s.data(), zero.data(), 0, key.pub.data()), RSA_ERR_SIG);
-}
-
 // Every result code of the four operations, one row per change of a good
 // call: the key blob (a record empty, too long, a modulus of a size not
 // permitted or even), the input length, a null argument. Rows of a public
@@ -533,6 +470,10 @@ TEST(RsaKeys, OperationsAgreeWithOpenSslBothWays) {
         return BN_bin2bn(v.data(), int(v.size()), nullptr);
     };
     int compared = 0;
+    const char *params[] = {OSSL_PKEY_PARAM_RSA_N,         OSSL_PKEY_PARAM_RSA_E,
+                            OSSL_PKEY_PARAM_RSA_D,         OSSL_PKEY_PARAM_RSA_FACTOR1,
+                            OSSL_PKEY_PARAM_RSA_FACTOR2,   OSSL_PKEY_PARAM_RSA_EXPONENT1,
+                            OSSL_PKEY_PARAM_RSA_EXPONENT2, OSSL_PKEY_PARAM_RSA_COEFFICIENT1};
     for (uint32_t bits : {512u, 1024u, 1536u, 2048u})
         for (int theirs = 0; theirs < 2; theirs++) {
             Key key;
@@ -545,18 +486,11 @@ TEST(RsaKeys, OperationsAgreeWithOpenSslBothWays) {
             key.p.set(ctx.p), key.q.set(ctx.q), mpz_set_ui(key.e, 65537);
             EVP_PKEY *pkey = theirs ? EVP_PKEY_Q_keygen(nullptr, nullptr, "RSA", size_t(bits)) : 0;
             ASSERT_TRUE(pkey || !theirs);
-            for (auto [name, z] : {std::pair{OSSL_PKEY_PARAM_RSA_N, key.n.z},
-                                   {OSSL_PKEY_PARAM_RSA_E, key.e.z},
-                                   {OSSL_PKEY_PARAM_RSA_D, key.d.z},
-                                   {OSSL_PKEY_PARAM_RSA_FACTOR1, key.p.z},
-                                   {OSSL_PKEY_PARAM_RSA_FACTOR2, key.q.z},
-                                   {OSSL_PKEY_PARAM_RSA_EXPONENT1, key.dp.z},
-                                   {OSSL_PKEY_PARAM_RSA_EXPONENT2, key.dq.z},
-                                   {OSSL_PKEY_PARAM_RSA_COEFFICIENT1, key.qinv.z}}) {
+            for (int i = 0; i < 8 && theirs; i++) {
                 BIGNUM *b = nullptr;
-                ASSERT_TRUE(!theirs || EVP_PKEY_get_bn_param(pkey, name, &b) == 1) << name;
-                Bytes v(b ? BN_num_bytes(b) : 0);
-                if (b) BN_bn2bin(b, v.data()), set_bytes(z, v), BN_free(b);
+                ASSERT_EQ(EVP_PKEY_get_bn_param(pkey, params[i], &b), 1) << params[i];
+                Bytes v(BN_num_bytes(b));
+                BN_bn2bin(b, v.data()), set_bytes(key.part(i), v), BN_free(b);
             }
             EVP_PKEY_free(pkey);
             theirs ? key.build() : key.derive();
