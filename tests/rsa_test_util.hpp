@@ -17,11 +17,11 @@ namespace lncext_test {
 
 using Num = std::vector<uint32_t>;
 
-// z as a library number in a buffer of at least `room` words (72: room for
-// the RSA path's extra carry word and its in-place shifts).
+// z as a library number in at least `room` words (72: the RSA path's extra
+// carry word and in-place shifts).
 inline Num num_of(mpz_srcptr z, size_t room = 72) {
     Num v = from_mpz(z);
-    if (v.size() < room) v.resize(room, 0);
+    v.resize(std::max(v.size(), room), 0);
     return v;
 }
 
@@ -29,12 +29,11 @@ inline void set_bytes(mpz_ptr z, const Bytes &b) {
     mpz_import(z, b.size(), 1, 1, 0, 0, b.data());
 }
 
-// The minimal big-endian bytes of z, left-padded to `width` when given.
+// The minimal big-endian bytes of z, left-padded to `width`.
 inline Bytes bytes_of(mpz_srcptr z, size_t width = 0) {
     const size_t n = mpz_sgn(z) == 0 ? 0 : (mpz_sizeinbase(z, 2) + 7) / 8;
     Bytes out(std::max(n, width), 0);
-    size_t count = 0;
-    if (n != 0) mpz_export(out.data() + out.size() - n, &count, 1, 1, 0, 0, z);
+    if (n != 0) mpz_export(out.data() + out.size() - n, nullptr, 1, 1, 0, 0, z);
     return out;
 }
 
@@ -50,7 +49,6 @@ inline Bytes record_of(mpz_srcptr z) {
     return concat({{uint8_t(v.size() >> 8), uint8_t(v.size())}, v});
 }
 
-// A seeded GMP generator, cleared on scope exit.
 struct GmpRand {
     gmp_randstate_t s;
     explicit GmpRand(unsigned long seed) { gmp_randinit_default(s), gmp_randseed_ui(s, seed); }
@@ -58,38 +56,28 @@ struct GmpRand {
     operator __gmp_randstate_struct *() { return s; }
 };
 
-// A random prime of exactly `bits` bits (top two bits set when `top2`).
+// A random prime of exactly `bits` bits (the top two set with `top2`).
 inline void random_prime(GmpRand &st, uint32_t bits, mpz_ptr z, bool top2 = false) {
-    do {
-        mpz_urandomb(z, st, bits);
-        mpz_setbit(z, bits - 1);
-        if (top2) mpz_setbit(z, bits - 2);
-        mpz_nextprime(z, z);
-    } while (mpz_sizeinbase(z, 2) != bits);
+    do mpz_urandomb(z, st, bits), mpz_setbit(z, bits - 1), mpz_setbit(z, bits - 2 + !top2);
+    while (mpz_nextprime(z, z), mpz_sizeinbase(z, 2) != bits);
 }
 
-// rsa_gen_rnd hooks. The seeded one gives reproducible bases.
-struct SeededHook {
+// The rsa_gen_rnd hook: seeded bytes, or a fixed pool (zeros past its end);
+// counts its calls.
+struct Hook {
     static inline std::mutex mu;
-    static inline Rng rng{0x5eed};
-    static int fill(uint8_t *buf, uint32_t len) {
-        std::lock_guard<std::mutex> lock(mu);
-        for (uint32_t i = 0; i < len; i++) buf[i] = uint8_t(rng.word());
-        return 7;
-    }
-    static void install(uint64_t seed) { rng = Rng(seed), rsa_gen_rnd = fill; }
-};
-
-// Serves a fixed pool content (zeros past its end), counting its calls.
-struct FixedHook {
+    static inline Rng rng{0};
     static inline Bytes pool;
+    static inline bool fixed = false;
     static inline int calls = 0;
     static int fill(uint8_t *buf, uint32_t len) {
-        ++calls;
-        for (uint32_t i = 0; i < len; i++) buf[i] = i < pool.size() ? pool[i] : 0;
-        return 42;
+        std::lock_guard<std::mutex> lock(mu);
+        for (uint32_t i = 0; i < len; i++)
+            buf[i] = !fixed ? uint8_t(rng.word()) : i < pool.size() ? pool[i] : 0;
+        return ++calls, 42;
     }
-    static void install(Bytes b) { pool = std::move(b), calls = 0, rsa_gen_rnd = fill; }
+    static void seeded(uint64_t seed) { rng = Rng(seed), fixed = false, rsa_gen_rnd = fill; }
+    static void serve(Bytes b) { pool = std::move(b), fixed = true, calls = 0, rsa_gen_rnd = fill; }
 };
 
 }  // namespace lncext_test

@@ -145,7 +145,7 @@ uint32_t model_step(uint32_t bits, Mpz &p, Mpz &q, const Bytes &rnd) {
 // now and then short, the bytes of the first prime once more: call by call
 // beside the model. The key: its CRT values, exact blobs, the operations.
 TEST(RsaKeys, KeygenFollowsTheModelCallByCall) {
-    SeededHook::install(20);
+    Hook::seeded(20);
     Rng g(20);
     for (uint32_t bits : {512u, 1024u, 1536u, 2048u}) {
         rsa_keygen_ctx ctx;
@@ -463,7 +463,7 @@ TEST(RsaKeys, OperationsAgreeWithOpenSslBothWays) {
     GTEST_SKIP() << "OpenSSL not found: the OpenSSL comparison did not run";
 #else
     std::printf("OpenSSL oracle: %s\n", OpenSSL_version(OPENSSL_VERSION));
-    SeededHook::install(28);
+    Hook::seeded(28);
     Rng g(28);
     auto bn = [](mpz_srcptr z) {
         const Bytes v = bytes_of(z);
