@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -49,6 +48,7 @@ inline Bytes record_of(mpz_srcptr z) {
     return concat({{uint8_t(v.size() >> 8), uint8_t(v.size())}, v});
 }
 
+// A seeded GMP generator.
 struct GmpRand {
     gmp_randstate_t s;
     explicit GmpRand(unsigned long seed) { gmp_randinit_default(s), gmp_randseed_ui(s, seed); }
@@ -65,13 +65,11 @@ inline void random_prime(GmpRand &st, uint32_t bits, mpz_ptr z, bool top2 = fals
 // The rsa_gen_rnd hook: seeded bytes, or a fixed pool (zeros past its end);
 // counts its calls.
 struct Hook {
-    static inline std::mutex mu;
     static inline Rng rng{0};
     static inline Bytes pool;
     static inline bool fixed = false;
     static inline int calls = 0;
     static int fill(uint8_t *buf, uint32_t len) {
-        std::lock_guard<std::mutex> lock(mu);
         for (uint32_t i = 0; i < len; i++)
             buf[i] = !fixed ? uint8_t(rng.word()) : i < pool.size() ? pool[i] : 0;
         return ++calls, 42;
