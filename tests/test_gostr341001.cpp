@@ -1,10 +1,8 @@
-// GOST R 34.10-2001 and VKO: the published parameter sets, worked example,
-// point multiplications and VKO point; the group law and scalar
-// multiplications on every curve; every result code with its outputs left
-// untouched; round trips and random bytes; one context shared by threads;
-// and the independent implementations (nettle's gostdsa on CryptoPro A,
-// OpenSSL with the GOST engine on every set) both ways. Both oracles read a
-// hash value and a UKM little-endian, so they get those strings reversed.
+// GOST R 34.10-2001 and VKO over GF(p) curves: the published vectors, the
+// group law, every result code, round trips, one context in many threads,
+// and nettle's gostdsa (CryptoPro A) and OpenSSL's GOST engine (every set) as
+// oracles both ways. Both read a hash value and a UKM little-endian, so they
+// get those strings reversed.
 #include <cstring>
 #include <sstream>
 #include <thread>
@@ -24,69 +22,65 @@
 #endif
 
 using namespace lncext_test;
+using Num = std::vector<uint32_t>;
 
 namespace {
 
-using Num = std::vector<uint32_t>;
-
-// The distinct curves of the published sets (XchA and XchB repeat A and C).
-const char *const kCurves[] = {"test", "A", "B", "C"};
+const char *const kCurves[] = {"test", "A", "B", "C"};  // XchA, XchB repeat A and C
+const Bytes kInf(64, 0);                                // the point at infinity as x || y
 
 Bytes with(Bytes b, size_t at, const Bytes &p) {
     std::copy(p.begin(), p.end(), b.begin() + std::ptrdiff_t(at));
     return b;
 }
 
-}  // namespace
-
-TEST(GostR341001, ParameterSetsInitSelectFormAndDoublingAndGiveTheirParametersBack) {
-    const std::tuple<const char *, bool, bool> sets[] = {
-        {"test", false, false}, {"A", true, true},    {"B", false, true},
-        {"C", false, true},     {"XchA", true, true}, {"XchB", false, true}};
-    for (const auto &[name, special, minus3] : sets) {
-        SCOPED_TRACE(name);
-        GostSet S(name);
-        EXPECT_EQ(S.ctx.curve.field.mul == lnmpffpsfmul, special);
-        EXPECT_EQ(S.ctx.curve.field.mul == lnmpffmontmul, !special);
-        EXPECT_EQ(S.ctx.curve.dbl == lnmecpd_3, minus3);
-        EXPECT_TRUE(S.ctx.pub_len == 64 && S.ctx.prv_len == 32 && S.ctx.sig_len == 64 &&
-                    S.ctx.w == 5);
-        uint8_t o[6][32];
-        ASSERT_EQ(rds_get_prms(&S.ctx, o[0], o[1], o[2], o[3], o[4], o[5]), 0u);
-        const Bytes *want[] = {&S.ps.p, &S.ps.a, &S.ps.b, &S.ps.q, &S.ps.x, &S.ps.y};
-        for (int i = 0; i < 6; i++) EXPECT_EQ(to_hex(o[i], 32), to_hex(*want[i])) << i;
-        EXPECT_EQ(S.mul_g(big(S.ps.q)), Bytes(64, 0));  // q G = O
-        for (uint32_t i = 0; i < 16; i++)               // the table holds G, 3G, ..., 31G
-            EXPECT_EQ(affine(S.c(), S.ctx.table[i]), S.mul_g(Num{1, 2 * i + 1})) << i;
-    }
+// A missing oracle is a skip on a developer machine and a failure in CI.
+[[maybe_unused]] void oracle_missing(const char *what) {
+    const char *ci = std::getenv("CI");
+    if (ci != nullptr && std::string(ci) == "true" && sizeof(void *) == 8)
+        FAIL() << what << " is required in CI";
+    GTEST_SKIP() << what << " not available: oracle skipped";
 }
 
-TEST(GostR341001, PublishedExampleMultiplicationsAndVkoPoint) {
+}  // namespace
+
+TEST(GostR341001, PublishedParameterSetsExampleMultiplicationsAndVkoPoint) {
+    // The sets with p = 2^256 - c (special form), and those with a = p - 3.
+    const std::map<std::string, std::pair<bool, bool>> shape = {
+        {"test", {false, false}}, {"A", {true, true}},    {"B", {false, true}},
+        {"C", {false, true}},     {"XchA", {true, true}}, {"XchB", {false, true}}};
     int seen = 0;
     for (const auto &blk : read_vectors("gostr341001.txt")) {
-        if (!blk.has("example") && !blk.has("mul") && !blk.has("vko")) continue;
-        seen++;
         SCOPED_TRACE(blk.fields.front().second);
         GostSet S(blk.get("paramset"));
         const lnmec_ctx *c = S.c();
-        if (blk.has("example")) {
+        seen++;
+        if (blk.fields.front().first == "paramset") {
+            EXPECT_EQ(c->field.mul, shape.at(S.ps.name).first ? lnmpffpsfmul : lnmpffmontmul);
+            EXPECT_EQ(c->dbl, shape.at(S.ps.name).second ? lnmecpd_3 : lnmecpd);
+            EXPECT_TRUE(S.ctx.pub_len == 64 && S.ctx.prv_len == 32 && S.ctx.sig_len == 64 &&
+                        S.ctx.w == 5);
+            Bytes o(6 * 32);
+            ASSERT_EQ(rds_get_prms(&S.ctx, &o[0], &o[32], &o[64], &o[96], &o[128], &o[160]), 0u);
+            EXPECT_EQ(o, cat(cat(cat(S.ps.p, S.ps.a), cat(S.ps.b, S.ps.q)), cat(S.ps.x, S.ps.y)));
+            EXPECT_EQ(S.mul_g(big(S.ps.q)), kInf);  // q G = O
+            for (uint32_t i = 0; i < 16; i++)       // the table holds G, 3G, ..., 31G
+                EXPECT_EQ(affine(c, S.ctx.table[i]), S.mul_g(Num{1, 2 * i + 1})) << i;
+        } else if (blk.has("example")) {
             const Bytes d = blk.bytes("d"), k = blk.bytes("k"), e = blk.bytes("e");
-            uint8_t pub[64], pub2[64], sig[64];
-            ASSERT_EQ(rds_gen_keys(&S.ctx, d.data(), pub), 0u);
-            ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d.data(), pub2), 0u);
-            EXPECT_EQ(to_hex(pub, 64), to_hex(cat(blk.bytes("qx"), blk.bytes("qy"))));
-            EXPECT_EQ(to_hex(pub2, 64), to_hex(pub, 64));
+            Bytes pub(64), pub2(64), sig(64);
+            ASSERT_EQ(rds_gen_keys(&S.ctx, d.data(), pub.data()), 0u);
+            ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d.data(), pub2.data()), 0u);
+            EXPECT_EQ(to_hex(pub), to_hex(cat(blk.bytes("qx"), blk.bytes("qy"))));
+            EXPECT_EQ(pub2, pub);
             EXPECT_EQ(S.mul_g(big(k)), cat(blk.bytes("cx"), blk.bytes("cy")));
-            ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), e.data(), sig), 0u);
-            EXPECT_EQ(to_hex(sig, 64), blk.get("s") + blk.get("r"));
-            EXPECT_EQ(to_hex(sig, 64), blk.get("sig"));
-            EXPECT_EQ(rds_verify(&S.ctx, pub, e.data(), sig), 0u);
-        } else if (blk.has("mul")) {
+            ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), e.data(), sig.data()), 0u);
+            EXPECT_EQ(to_hex(sig), blk.get("s") + blk.get("r"));
+            EXPECT_EQ(to_hex(sig), blk.get("sig"));
+            EXPECT_EQ(rds_verify(&S.ctx, pub.data(), e.data(), sig.data()), 0u);
+        } else if (blk.has("mul")) {  // by all three multiplications
             const Num k = big(blk.bytes("k"));
-            if (blk.has("k_le")) {
-                EXPECT_EQ(to_hex(reversed(blk.bytes("k_le"))), blk.get("k"));
-            }
-            lnmec_point P = S.ctx.G, R;
+            lnmec_point P = S.ctx.G, R, T[16];
             if (blk.has("px")) {
                 ASSERT_NE(lnmecpcr(c, &P, big(blk.bytes("px")).data(), big(blk.bytes("py")).data()),
                           nullptr);
@@ -94,66 +88,41 @@ TEST(GostR341001, PublishedExampleMultiplicationsAndVkoPoint) {
             const Bytes want = cat(blk.bytes("rx"), blk.bytes("ry"));
             EXPECT_EQ(affine(c, *lnmeckp(c, &R, k.data(), &P)), want);
             EXPECT_EQ(affine(c, *lnmecakp(c, &R, k.data(), &P, LNMBIG_ZERO, &S.ctx.G)), want);
-            if (!blk.has("px")) {
-                EXPECT_EQ(affine(c, *lnmecickp(c, &R, S.ctx.table, k.data(), 5, 0)), want);
-            }
+            EXPECT_EQ(affine(c, *lnmecickp(c, &R, lnmecic(c, T, &P, 5), k.data(), 5, 0)), want);
         } else {
             // K = (d1 d2 u mod q) G. The published KEK hashes LE(x) || LE(y);
             // this library hashes x, y big-endian and left-aligned.
             const Bytes d1 = blk.bytes("d1"), d2 = blk.bytes("d2"), ukm = blk.bytes("ukm");
             ASSERT_EQ(reversed(blk.bytes("ukm_le")), ukm);
-            uint8_t q1[64], q2[64], k1[32], k2[32];
-            ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d1.data(), q1), 0u);
-            ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d2.data(), q2), 0u);
-            ASSERT_EQ(vko341001_gen_kek(&S.ctx, k1, d1.data(), q2, ukm.data()), 0u);
-            ASSERT_EQ(vko341001_gen_kek(&S.ctx, k2, d2.data(), q1, ukm.data()), 0u);
+            Bytes q1(64), q2(64), k1(32), k2(32);
+            ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d1.data(), q1.data()), 0u);
+            ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d2.data(), q2.data()), 0u);
+            ASSERT_EQ(vko341001_gen_kek(&S.ctx, k1.data(), d1.data(), q2.data(), ukm.data()), 0u);
+            ASSERT_EQ(vko341001_gen_kek(&S.ctx, k2.data(), d2.data(), q1.data(), ukm.data()), 0u);
             const Bytes K = S.mul_g(S.prod(d1, d2, ukm));
             EXPECT_EQ(to_hex(gost94(cat(reversed(part(K, 0, 32)), reversed(part(K, 32, 32))))),
                       blk.get("kek_le_point"));
-            EXPECT_EQ(to_hex(k1, 32), to_hex(gost94(left_aligned(K))));
-            EXPECT_EQ(to_hex(k2, 32), to_hex(k1, 32));
+            EXPECT_EQ(to_hex(k1), to_hex(gost94(left_aligned(K))));
+            EXPECT_EQ(k2, k1);
         }
     }
-    EXPECT_EQ(seen, 11);
+    EXPECT_EQ(seen, 17);
 }
 
-TEST(GostR341001, VkoHashesEachCoordinateLeftAligned) {
-    // A UKM whose shared point has an x with a zero top byte: its field must
-    // then hold 31 bytes and one zero byte last.
-    GostSet S("A");
-    Rng rng(0x3401);
-    const Bytes d1 = scalar(rng, S.q), d2 = scalar(rng, S.q);
-    uint8_t q2[64], kek[32];
-    ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d2.data(), q2), 0u);
-    uint32_t u = 1;
-    Bytes K, ukm;
-    for (; u < 5000; u++) {
-        ukm = {0, 0, 0, 0, uint8_t(u >> 24), uint8_t(u >> 16), uint8_t(u >> 8), uint8_t(u)};
-        if ((K = S.mul_g(S.prod(d1, d2, ukm)))[0] == 0) break;
-    }
-    ASSERT_LT(u, 5000u);
-    Bytes input = cat(part(K, 1, 31), Bytes{0});
-    input = cat(input, K[32] != 0 ? part(K, 32, 32) : cat(part(K, 33, 31), Bytes{0}));
-    ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek, d1.data(), q2, ukm.data()), 0u);
-    EXPECT_EQ(to_hex(kek, 32), to_hex(gost94(input)));
-}
-
-TEST(GostR341001, GroupLawAndScalarMultiplicationIdentities) {
+TEST(GostR341001, GroupLawAndScalarMultiplicationIdentitiesOnEveryCurve) {
     Rng rng(0x3301);
-    const Bytes inf(64, 0);
     for (const char *name : kCurves) {
         SCOPED_TRACE(name);
         GostSet S(name);
         const lnmec_ctx *c = S.c();
         const auto A = [&](const lnmec_point &P) { return affine(c, P); };
-        lnmec_point O, P, Q, U, X, Y;
+        lnmec_point O, P, Q, U, X, Y, N = S.ctx.G, T[8];
         ASSERT_EQ(lnmecpcr(c, &O, nullptr, nullptr), &O);
-        EXPECT_EQ(O.Z[0], 0u);
         for (int round = 0; round < 4; round++) {
-            const Num a = big(scalar(rng, S.q)), b = big(scalar(rng, S.q));
+            const Num a = big(S.scalar(rng)), b = big(S.scalar(rng));
             lnmeckp(c, &P, a.data(), &S.ctx.G);
             lnmeckp(c, &Q, b.data(), &S.ctx.G);
-            lnmeckp(c, &U, big(scalar(rng, S.q)).data(), &S.ctx.G);
+            lnmeckp(c, &U, big(S.scalar(rng)).data(), &S.ctx.G);
             EXPECT_EQ(A(*lnmecpa(c, &X, &P, &O)), A(P));
             EXPECT_EQ(A(*lnmecpa(c, &X, &O, &P)), A(P));
             EXPECT_EQ(A(*lnmecpa(c, &X, &P, &P)), A(*c->dbl(c, &Y, &P)));
@@ -161,15 +130,12 @@ TEST(GostR341001, GroupLawAndScalarMultiplicationIdentities) {
             X = Y = P;
             EXPECT_EQ(A(*c->dbl(c, &X, &X)), A(*lnmecpd(c, &Y, &Y)));
             X = P;
-            EXPECT_EQ(A(*lnmecpa(c, &Y, &P, lnmecpneg(c, &X))), inf);
+            EXPECT_EQ(A(*lnmecpa(c, &Y, &P, lnmecpneg(c, &X))), kInf);
             EXPECT_EQ(A(*lnmecpneg(c, &X)), A(P));
-            // (P + Q) + U = P + (Q + U), each sum written over an input.
-            X = P, Y = U;
+            X = P, Y = U;  // (P + Q) + U = P + (Q + U), each sum written over an input
             lnmecpa(c, &X, lnmecpa(c, &X, &X, &Q), &U);
-            lnmecpa(c, &Y, &P, lnmecpa(c, &Y, &Q, &Y));
-            EXPECT_EQ(A(X), A(Y));
-            // a U + b U = (a + b) U, with the sum taken as it is (may pass q).
-            Num ab = a;
+            EXPECT_EQ(A(X), A(*lnmecpa(c, &Y, &P, lnmecpa(c, &Y, &Q, &Y))));
+            Num ab = a;  // a U + b U = (a + b) U, the sum not reduced mod q
             lnmadd(ab.data(), b.data());
             lnmecpa(c, &X, lnmeckp(c, &X, a.data(), &U), lnmeckp(c, &Y, b.data(), &U));
             EXPECT_EQ(A(X), A(*lnmeckp(c, &Y, ab.data(), &U)));
@@ -181,7 +147,7 @@ TEST(GostR341001, GroupLawAndScalarMultiplicationIdentities) {
             EXPECT_EQ(A(*lnmecakp(c, &Y, a.data(), &P, b.data(), &Y)), A(X));
             EXPECT_EQ(A(*lnmecakp(c, &Y, b.data(), &Q, LNMBIG_ZERO, &P)),
                       A(*lnmeckp(c, &X, b.data(), &Q)));
-            EXPECT_EQ(A(*lnmecakp(c, &Y, LNMBIG_ZERO, &P, LNMBIG_ZERO, &Q)), inf);
+            EXPECT_EQ(A(*lnmecakp(c, &Y, LNMBIG_ZERO, &P, LNMBIG_ZERO, &Q)), kInf);
             // The table multiplication, padded or not, and lnmeckp over its input.
             EXPECT_EQ(A(*lnmecickp(c, &X, S.ctx.table, a.data(), 5, 256)), A(P));
             EXPECT_EQ(A(*lnmecickp(c, &X, S.ctx.table, a.data(), 5, 0)), A(P));
@@ -189,11 +155,9 @@ TEST(GostR341001, GroupLawAndScalarMultiplicationIdentities) {
             EXPECT_EQ(A(*lnmeckp(c, &X, a.data(), &X)), A(P));
         }
         // k = m q + e for k = 0, 1, q - 1, q, q + 1, by all three multiplications.
-        lnmec_point N = S.ctx.G;
         const Bytes g = A(S.ctx.G), ng = A(*lnmecpneg(c, &N));
-        const std::tuple<int, int, const Bytes *> edges[] = {
-            {0, 0, &inf}, {0, 1, &g}, {1, -1, &ng}, {1, 0, &inf}, {1, 1, &g}};
-        for (const auto &[m, e, want] : edges) {
+        for (const auto &[m, e, want] :
+             {std::tuple{0, 0, &kInf}, {0, 1, &g}, {1, -1, &ng}, {1, 0, &kInf}, {1, 1, &g}}) {
             Mpz k;
             mpz_mul_ui(k, S.q, unsigned(m));
             e < 0 ? mpz_sub_ui(k, k, 1) : mpz_add_ui(k, k, unsigned(e));
@@ -203,12 +167,11 @@ TEST(GostR341001, GroupLawAndScalarMultiplicationIdentities) {
             EXPECT_EQ(A(*lnmecakp(c, &X, kn.data(), &S.ctx.G, LNMBIG_ZERO, &N)), *want) << m << e;
         }
         for (uint32_t w : {1u, 2u, 3u, 4u}) {  // odd-multiple tables of other widths
-            lnmec_point table[8];
-            lnmecic(c, table, &S.ctx.G, w);
+            lnmecic(c, T, &S.ctx.G, w);
             for (uint32_t i = 0; i < LNMEC_TABLE_ENTRIES(w); i++)
-                EXPECT_EQ(A(table[i]), S.mul_g(Num{1, 2 * i + 1})) << w;
-            const Num e = big(scalar(rng, S.q));
-            EXPECT_EQ(A(*lnmecickp(c, &X, table, e.data(), w, 0)), S.mul_g(e)) << w;
+                EXPECT_EQ(A(T[i]), S.mul_g(Num{1, 2 * i + 1})) << w;
+            const Num e = big(S.scalar(rng));
+            EXPECT_EQ(A(*lnmecickp(c, &X, T, e.data(), w, 0)), S.mul_g(e)) << w;
         }
     }
 }
@@ -221,8 +184,7 @@ TEST(GostR341001, CurvePointEdges) {
         return Bytes((const uint8_t *)&r, (const uint8_t *)(&r + 1)) == Bytes(sizeof r, 0);
     };
     lnmec_point P, X, Y;
-    // Off the curve: NULL and a zeroed record; NULL arguments.
-    Num y1 = y;
+    Num y1 = y;  // off the curve: NULL and a zeroed record
     lnmadd(y1.data(), LNMBIG_ONE);
     std::memset(&P, 0x5A, sizeof P);
     EXPECT_EQ(lnmecpcr(c, &P, x.data(), y1.data()), nullptr);
@@ -233,14 +195,13 @@ TEST(GostR341001, CurvePointEdges) {
     ASSERT_EQ(lnmecpcr(c, &P, LNMBIG_ZERO, LNMBIG_ZERO), &P);
     uint32_t ox[LNMPFF_WORDS] = {5, 1, 2, 3, 4, 5}, oy[LNMPFF_WORDS] = {1, 7};
     EXPECT_EQ(lnmecpxy(c, &P, ox, oy), 0);
-    EXPECT_EQ(ox[0] | oy[0], 0u);
-    EXPECT_EQ(lnmecpneg(c, &P)->Z[0] | c->dbl(c, &X, &P)->Z[0], 0u);
+    EXPECT_EQ(ox[0] | oy[0] | lnmecpneg(c, &P)->Z[0] | c->dbl(c, &X, &P)->Z[0], 0u);
     // a = -3 given unreduced selects the general doubling, with equal points.
     Num a2 = a;
     lnmadd(a2.data(), p.data());
     lnmec_ctx gen;
     ASSERT_EQ(lnmeccr(&gen, p.data(), a2.data(), b.data()), &gen);
-    EXPECT_TRUE(gen.dbl == lnmecpd && c->dbl == lnmecpd_3);
+    ASSERT_EQ(gen.dbl, lnmecpd);
     ASSERT_EQ(lnmecpcr(&gen, &P, x.data(), y.data()), &P);
     for (int i = 0; i < 5; i++, P = X)
         EXPECT_EQ(affine(c, *lnmecpd_3(c, &X, &P)), affine(&gen, *lnmecpd(&gen, &Y, &P)));
@@ -251,7 +212,7 @@ TEST(GostR341001, CurvePointEdges) {
     mpz_sub_ui(bz, Mpz(p.data()), 110);
     ASSERT_EQ(lnmeccr(&gen, p.data(), a.data(), big(bz).data()), &gen);
     ASSERT_EQ(lnmecpcr(&gen, &P, Num{1, 5}.data(), LNMBIG_ZERO), &P);
-    EXPECT_EQ(lnmecpd_3(&gen, &X, &P)->Z[0] | lnmecpd(&gen, &X, &P)->Z[0], 0u);
+    EXPECT_EQ(lnmecpd_3(&gen, &X, &P)->Z[0] | lnmecpd(&gen, &Y, &P)->Z[0], 0u);
     EXPECT_EQ(lnmecpa(&gen, &X, &P, &P)->Z[0], 0u);
     lnmeccl(&gen);
     lnmecpcl(&P);
@@ -311,8 +272,8 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     std::map<std::string, Bytes> v;
     v["0"] = Bytes(64, 0), v["p"] = S.ps.p, v["a"] = S.ps.a, v["b"] = S.ps.b, v["q"] = S.ps.q;
     v["x"] = S.ps.x, v["y"] = S.ps.y, v["xy"] = cat(S.ps.x, S.ps.y), v["h"] = rng.bytes(32);
-    v["d"] = scalar(rng, S.q), v["k"] = scalar(rng, S.q), v["d2"] = scalar(rng, S.q);
-    v["ukm"] = {0, 0, 0, 0, 0, 0, 1, 2}, v["pub"] = v["pub2"] = v["sig"] = Bytes(64);
+    v["d"] = S.scalar(rng), v["k"] = S.scalar(rng), v["d2"] = S.scalar(rng);
+    v["pub"] = v["pub2"] = v["sig"] = Bytes(64);
     ASSERT_EQ(rds_gen_keys(&S.ctx, v["d"].data(), v["pub"].data()), 0u);
     ASSERT_EQ(rds_gen_keys(&S.ctx, v["d2"].data(), v["pub2"].data()), 0u);
     ASSERT_EQ(rds_sign(&S.ctx, v["d"].data(), v["k"].data(), v["h"].data(), v["sig"].data()), 0u);
@@ -330,17 +291,19 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     v["p_even"] = with(p, 31, {uint8_t(p[31] ^ 1)});
     v["p254"] = with(Bytes(32, 0xFF), 0, {0x3F});
     v["q254"] = with(zero, 1, {0x3F});  // q + 1 of 254 bits
-    v["kek"] = gost94(left_aligned(S.mul_g(S.prod(v["d"], v["d2"], v["ukm"]))));
+    // A UKM that makes the shared point's x start with a zero byte, so that
+    // the good KEK shows the left alignment.
+    for (uint32_t u = 1; v["kek"].empty() && u < 5000; u++) {
+        v["ukm"] = {0, 0, 0, 0, 0, 0, uint8_t(u >> 8), uint8_t(u)};
+        const Bytes K = S.mul_g(S.prod(v["d"], v["d2"], v["ukm"]));
+        if (K[0] == 0) v["kek"] = gost94(left_aligned(K));
+    }
+    ASSERT_FALSE(v["kek"].empty());
     v["kek_inf"] = gost94(Bytes(64, 0));
-    // s = 0: the hash e with k e = -r d (mod q), r from k alone.
-    mpz_from_be(r, sig.data() + 32);
-    mpz_from_be(t, v["d"].data());
-    mpz_mul(r, r, t);
-    mpz_neg(r, r);
+    // s = 0: the hash e = -r d / k (mod q), r from k alone.
     mpz_from_be(t, v["k"].data());
     mpz_invert(t, t, S.q);
-    mpz_mul(r, r, t);
-    mpz_mod(r, r, S.q);
+    mpz_sub(r, S.q, Mpz(S.prod(part(sig, 32, 32), v["d"], be_from_mpz(t)).data()));
     v["h_s0"] = be_from_mpz(r);
     const auto run = [&](const std::string &row) {
         SCOPED_TRACE(row);
@@ -385,67 +348,47 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     }
 }
 
-TEST(GostR341001, RoundTripsHashReductionAndRandomBytesOnEveryCurve) {
+TEST(GostR341001, SignVerifyAndVkoRoundTripAndTheHashIsReadModQOnEveryCurve) {
     Rng rng(0x3404);
     for (const char *name : kCurves) {
         SCOPED_TRACE(name);
         GostSet S(name);
         for (int i = 0; i < 12; i++) {
-            const Bytes d = scalar(rng, S.q), k = scalar(rng, S.q), h = rng.bytes(32);
-            uint8_t pub[64], sig[64], kek1[32], kek2[32], pub2[64];
-            ASSERT_EQ(rds_gen_keys(&S.ctx, d.data(), pub), 0u);
-            ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), h.data(), sig), 0u);
-            ASSERT_EQ(rds_verify(&S.ctx, pub, h.data(), sig), 0u);
+            const Bytes d = S.scalar(rng), k = S.scalar(rng), d2 = S.scalar(rng), h = rng.bytes(32),
+                        ukm = rng.bytes(8);
+            Bytes pub(64), pub2(64), sig(64), sig2(64), kek1(32), kek2(32);
+            ASSERT_EQ(rds_gen_keys(&S.ctx, d.data(), pub.data()), 0u);
+            ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), h.data(), sig.data()), 0u);
+            ASSERT_EQ(rds_verify(&S.ctx, pub.data(), h.data(), sig.data()), 0u);
             // One flipped bit in the signature or the hash fails; in the key it
             // gives another key or one off the curve.
-            Bytes bad[3] = {Bytes(sig, sig + 64), h, Bytes(pub, pub + 64)};
-            for (Bytes &b : bad) b[rng.below(uint32_t(b.size()))] ^= uint8_t(1u << rng.below(8));
-            EXPECT_EQ(rds_verify(&S.ctx, pub, h.data(), bad[0].data()), 1u);
-            EXPECT_EQ(rds_verify(&S.ctx, pub, bad[1].data(), sig), 1u);
-            const uint32_t code = rds_verify(&S.ctx, bad[2].data(), h.data(), sig);
+            Bytes bad[3] = {sig, h, pub};
+            for (Bytes &x : bad) x[rng.below(uint32_t(x.size()))] ^= uint8_t(1u << rng.below(8));
+            EXPECT_EQ(rds_verify(&S.ctx, pub.data(), h.data(), bad[0].data()), 1u);
+            EXPECT_EQ(rds_verify(&S.ctx, pub.data(), bad[1].data(), sig.data()), 1u);
+            const uint32_t code = rds_verify(&S.ctx, bad[2].data(), h.data(), sig.data());
             EXPECT_TRUE(code == 1 || code == 5) << code;
-            // VKO both ways.
-            const Bytes d2 = scalar(rng, S.q), ukm = rng.bytes(8);
-            ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d2.data(), pub2), 0u);
-            ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek1, d.data(), pub2, ukm.data()), 0u);
-            ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek2, d2.data(), pub, ukm.data()), 0u);
-            EXPECT_EQ(to_hex(kek1, 32), to_hex(kek2, 32));
-            // The hash is read mod q with 0 taken as 1: h mod q, h mod q + q
-            // (below 2^256) sign as h; 0 and q sign as 1.
-            const auto signs_as = [&](const Bytes &hh, const uint8_t *want) {
-                uint8_t s2[64];
-                ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), hh.data(), s2), 0u);
-                EXPECT_EQ(to_hex(s2, 64), to_hex(want, 64));
-            };
+            ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d2.data(), pub2.data()), 0u);
+            ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek1.data(), d.data(), pub2.data(), ukm.data()),
+                      0u);
+            ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek2.data(), d2.data(), pub.data(), ukm.data()),
+                      0u);
+            EXPECT_EQ(kek1, kek2);
+            // h mod q and h mod q + q (below 2^256) sign as h; 0 and q as 1.
             Mpz e;
             mpz_from_be(e, h.data());
             mpz_mod(e, e, S.q);
-            signs_as(be_from_mpz(e), sig);
-            mpz_add(e, e, S.q);
-            if (mpz_sizeinbase(e, 2) <= 256) signs_as(be_from_mpz(e), sig);
-            ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), with(Bytes(32, 0), 31, {1}).data(), sig),
-                      0u);
-            signs_as(Bytes(32, 0), sig);
-            signs_as(S.ps.q, sig);
-        }
-        // Random bytes where parameters, keys and signatures go: a code, no crash.
-        const Bytes *prm[6] = {&S.ps.p, &S.ps.a, &S.ps.b, &S.ps.q, &S.ps.x, &S.ps.y};
-        for (int i = 0; i < 100; i++) {
-            rds_ctx c;
-            Bytes r[6];
-            const uint32_t which = rng.below(7);  // one random parameter among good ones, or all
-            for (uint32_t j = 0; j < 6; j++)
-                r[j] = which < 6 && j != which ? *prm[j] : rng.bytes(32);
-            const uint32_t code = rds_init(&c, r[0].data(), r[1].data(), r[2].data(), r[3].data(),
-                                           r[4].data(), r[5].data());
-            EXPECT_TRUE(code == 0 || code == 3 || code == 4 || code == 8) << code;
-            const Bytes pub = rng.bytes(64), sig = rng.bytes(64), h = rng.bytes(32);
-            const uint32_t v = rds_verify(&S.ctx, pub.data(), h.data(), sig.data());
-            EXPECT_TRUE(v == 1 || v == 5) << v;
-            uint8_t kek[32];
-            const uint32_t kc = vko341001_gen_kek(&S.ctx, kek, rng.bytes(32).data(), pub.data(),
-                                                  rng.bytes(8).data());
-            EXPECT_TRUE(kc == 0 || kc == 5 || kc == 6 || kc == 9) << kc;
+            std::vector<std::pair<Bytes, Bytes>> same = {
+                {be_from_mpz(e), h},
+                {Bytes(32, 0), with(Bytes(32, 0), 31, {1})},
+                {S.ps.q, with(Bytes(32, 0), 31, {1})}};
+            if (mpz_add(e, e, S.q), mpz_sizeinbase(e, 2) <= 256)
+                same.push_back({be_from_mpz(e), h});
+            for (const auto &[h1, h2] : same) {
+                ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), h1.data(), sig.data()), 0u);
+                ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), h2.data(), sig2.data()), 0u);
+                EXPECT_EQ(sig, sig2);
+            }
         }
     }
 }
@@ -456,26 +399,20 @@ TEST(GostR341001Threads, OneContextSignsAndVerifiesInManyThreadsAtOnce) {
         SCOPED_TRACE(name);
         GostSet S(name);
         constexpr size_t kThreads = 4, kJobs = 24;
-        struct Job {
-            Bytes d, k, h, ukm, pub = Bytes(64);
-        };
-        std::vector<Job> jobs(kJobs);
-        for (auto &j : jobs) {
-            j = {scalar(rng, S.q), scalar(rng, S.q), rng.bytes(32), rng.bytes(8)};
-            ASSERT_EQ(rds_gen_keys(&S.ctx, j.d.data(), j.pub.data()), 0u);
-        }
-        // Job i's key, signature (verified) and KEK with job i + 1; empty on an error.
+        std::vector<Bytes> d(kJobs), want(kJobs);
+        for (auto &x : d) x = S.scalar(rng);
+        // Job i: the key of d[i], its signature of d[i + 1] (verified) with
+        // nonce d[i + 2], and its KEK with the key of d[i + 1]; empty on an error.
         const auto run = [&](size_t i) {
-            const Job &j = jobs[i];
-            Bytes pub(64), sig(64), kek(32);
-            uint32_t rc = rds_gen_keys(&S.ctx, j.d.data(), pub.data());
-            rc |= rds_sign(&S.ctx, j.d.data(), j.k.data(), j.h.data(), sig.data());
-            rc |= rds_verify(&S.ctx, pub.data(), j.h.data(), sig.data());
-            rc |= vko341001_gen_kek(&S.ctx, kek.data(), j.d.data(),
-                                    jobs[(i + 1) % kJobs].pub.data(), j.ukm.data());
+            const Bytes &e = d[(i + 1) % kJobs], &k = d[(i + 2) % kJobs];
+            Bytes pub(64), peer(64), sig(64), kek(32);
+            uint32_t rc = rds_gen_keys(&S.ctx, d[i].data(), pub.data());
+            rc |= vko341001_gen_pubkey(&S.ctx, e.data(), peer.data());
+            rc |= rds_sign(&S.ctx, d[i].data(), k.data(), e.data(), sig.data());
+            rc |= rds_verify(&S.ctx, pub.data(), e.data(), sig.data());
+            rc |= vko341001_gen_kek(&S.ctx, kek.data(), d[i].data(), peer.data(), k.data());
             return rc == 0 ? cat(cat(pub, sig), kek) : Bytes{};
         };
-        std::vector<Bytes> want(kJobs);
         for (size_t i = 0; i < kJobs; i++) ASSERT_EQ((want[i] = run(i)).size(), 160u);
         std::vector<int> bad(kThreads, 0);
         std::vector<std::thread> threads;
@@ -493,78 +430,64 @@ TEST(GostR341001Threads, OneContextSignsAndVerifiesInManyThreadsAtOnce) {
 namespace {
 
 // nettle draws the nonce from a random callback: this one hands out the
-// 32 bytes of a chosen k (nettle reads them big-endian; k < q needs no retry).
+// 32 bytes of a chosen k (read big-endian; k < q needs no retry).
 void fixed_random(void *ctx, size_t n, uint8_t *out) {
     const Bytes *k = static_cast<const Bytes *>(ctx);
     std::copy(k->end() - std::ptrdiff_t(n), k->end(), out);
 }
 
-struct NettleKey {
-    ecc_scalar d;
-    ecc_point Q;
-    NettleKey(const ecc_curve *c, const Bytes &d_be, const Bytes &pub) {
-        ecc_scalar_init(&d, c);
-        ecc_point_init(&Q, c);
-        Mpz z, x, y;
-        mpz_from_be(z, d_be.data());
-        mpz_from_be(x, pub.data());
-        mpz_from_be(y, pub.data() + 32);
-        EXPECT_EQ(ecc_scalar_set(&d, z), 1);
-        EXPECT_EQ(ecc_point_set(&Q, x, y), 1);  // nettle checks the point is on its curve
-    }
-    ~NettleKey() {
-        ecc_scalar_clear(&d);
-        ecc_point_clear(&Q);
-    }
-};
-
 }  // namespace
 
 TEST(GostR341001Oracles, NettleGostdsaSignsVerifiesAndAgreesOnVkoOnCryptoProA) {
     std::printf("oracle: nettle gostdsa and gostdsa_vko on gc256b (CryptoPro A) ran\n");
-    const ecc_curve *curve = nettle_get_gost_gc256b();
     GostSet S("A");
     Rng rng(0x3501);
+    ecc_scalar nd;
+    ecc_point nq;
+    ecc_scalar_init(&nd, nettle_get_gost_gc256b());
+    ecc_point_init(&nq, nettle_get_gost_gc256b());
+    dsa_signature ns;
+    dsa_signature_init(&ns);
+    Mpz z, x, y;
     for (int i = 0; i < 40; i++) {
-        const Bytes d = scalar(rng, S.q), k = scalar(rng, S.q), k2 = scalar(rng, S.q),
-                    d2 = scalar(rng, S.q), h = rng.bytes(32), hr = reversed(h), ukm = rng.bytes(8);
-        Bytes pub(64), pub2(64), sig(64), kek(32);
+        const Bytes d = S.scalar(rng), k = S.scalar(rng), d2 = S.scalar(rng), h = rng.bytes(32),
+                    hr = reversed(h), ukm = rng.bytes(8), ukm_le = reversed(ukm);
+        Bytes pub(64), pub2(64), sig(64), kek(32), point(64);
         ASSERT_EQ(rds_gen_keys(&S.ctx, d.data(), pub.data()), 0u);
         ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d2.data(), pub2.data()), 0u);
         ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), h.data(), sig.data()), 0u);
-        ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek.data(), d.data(), pub2.data(), ukm.data()), 0u);
-        NettleKey key(curve, d, pub), peer(curve, d2, pub2);
-        // The same d, k and hash give the same (r, s) there; ours verifies
-        // there, and theirs with another nonce here.
-        dsa_signature ns, ours;
-        dsa_signature_init(&ns);
-        dsa_signature_init(&ours);
-        gostdsa_sign(&key.d, const_cast<Bytes *>(&k), fixed_random, 32, hr.data(), &ns);
+        ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek.data(), d2.data(), pub.data(), ukm.data()), 0u);
+        // nettle takes d and our pub = d G (it checks the point is on its curve).
+        mpz_from_be(z, d.data()), mpz_from_be(x, pub.data()), mpz_from_be(y, pub.data() + 32);
+        ASSERT_EQ(ecc_scalar_set(&nd, z) & ecc_point_set(&nq, x, y), 1);
+        // The same d, k and hash give the same (r, s) there, ours verifies
+        // there, and theirs with the nonce d2 here.
+        gostdsa_sign(&nd, const_cast<Bytes *>(&k), fixed_random, 32, hr.data(), &ns);
         EXPECT_EQ(to_hex(cat(be_from_mpz(ns.s), be_from_mpz(ns.r))), to_hex(sig)) << i;
-        mpz_from_be(ours.s, sig.data());
-        mpz_from_be(ours.r, sig.data() + 32);
-        EXPECT_EQ(gostdsa_verify(&key.Q, 32, hr.data(), &ours), 1);
-        gostdsa_sign(&key.d, const_cast<Bytes *>(&k2), fixed_random, 32, hr.data(), &ns);
+        mpz_from_be(ns.s, sig.data()), mpz_from_be(ns.r, sig.data() + 32);
+        EXPECT_EQ(gostdsa_verify(&nq, 32, hr.data(), &ns), 1);
+        gostdsa_sign(&nd, const_cast<Bytes *>(&d2), fixed_random, 32, hr.data(), &ns);
         Bytes theirs = cat(be_from_mpz(ns.s), be_from_mpz(ns.r));
         EXPECT_EQ(rds_verify(&S.ctx, pub.data(), h.data(), theirs.data()), 0u);
         theirs[rng.below(64)] ^= 0x10;
         EXPECT_EQ(rds_verify(&S.ctx, pub.data(), h.data(), theirs.data()), 1u);
-        dsa_signature_clear(&ns);
-        dsa_signature_clear(&ours);
-        // nettle's shared point (x || y, each little-endian), hashed as the KEK hashes it.
-        uint8_t point[64];
-        const Bytes ukm_le = reversed(ukm);
-        gostdsa_vko(&key.d, &peer.Q, 8, ukm_le.data(), point);
-        const Bytes K =
-            cat(reversed(Bytes(point, point + 32)), reversed(Bytes(point + 32, point + 64)));
+        // nettle's shared point of d and d2 G (x || y, each little-endian) hashed as the KEK hashes
+        // it.
+        mpz_from_be(x, pub2.data()), mpz_from_be(y, pub2.data() + 32);
+        ASSERT_EQ(ecc_point_set(&nq, x, y), 1);
+        gostdsa_vko(&nd, &nq, 8, ukm_le.data(), point.data());
+        const Bytes K = cat(reversed(part(point, 0, 32)), reversed(part(point, 32, 32)));
         EXPECT_EQ(to_hex(kek), to_hex(gost94(left_aligned(K)))) << i;
     }
+    dsa_signature_clear(&ns);
+    ecc_scalar_clear(&nd);
+    ecc_point_clear(&nq);
 }
 
 #else
 
 TEST(GostR341001Oracles, NettleGostdsaSignsVerifiesAndAgreesOnVkoOnCryptoProA) {
-    GOST_ORACLE_MISSING("nettle/hogweed gostdsa");
+    return oracle_missing("nettle/hogweed gostdsa");
 }
 
 #endif
@@ -573,29 +496,8 @@ TEST(GostR341001Oracles, NettleGostdsaSignsVerifiesAndAgreesOnVkoOnCryptoProA) {
 
 namespace {
 
-struct Engine {
-    ENGINE *e = nullptr;
-    Engine() {
-        ENGINE_load_builtin_engines();
-        e = ENGINE_by_id("gost");
-        if (e != nullptr && ENGINE_init(e) != 1) {
-            ENGINE_free(e);
-            e = nullptr;
-        }
-        // Its key types and digests become known to EVP only as defaults.
-        if (e != nullptr) ENGINE_set_default(e, ENGINE_METHOD_ALL);
-    }
-    ~Engine() {
-        if (e != nullptr) ENGINE_finish(e), ENGINE_free(e);
-    }
-};
-
-BIGNUM *bn(const Bytes &be) {
-    return BN_bin2bn(be.data(), int(be.size()), nullptr);
-}
-
 // A GOST R 34.10-2001 key of the engine on the named parameter set, set to
-// the private key d and public key pub.
+// the private key d and public key pub (which it checks: d G = pub there).
 EVP_PKEY *engine_key(ENGINE *e, const char *paramset, const Bytes &d, const Bytes &pub) {
     EVP_PKEY *key = nullptr;
     EVP_PKEY_CTX *pc = EVP_PKEY_CTX_new_id(NID_id_GostR3410_2001, e);
@@ -605,14 +507,15 @@ EVP_PKEY *engine_key(ENGINE *e, const char *paramset, const Bytes &d, const Byte
     EVP_PKEY_CTX_free(pc);
     if (!made) return nullptr;
     EC_KEY *ec = static_cast<EC_KEY *>(EVP_PKEY_get0(key));
-    const EC_GROUP *g = EC_KEY_get0_group(ec);
-    BIGNUM *dn = bn(d), *x = bn(part(pub, 0, 32)), *y = bn(part(pub, 32, 32));
-    EC_POINT *Q = EC_POINT_new(g);
-    const bool ok = EC_KEY_set_private_key(ec, dn) == 1 &&
-                    EC_POINT_set_affine_coordinates(g, Q, x, y, nullptr) == 1 &&
-                    EC_KEY_set_public_key(ec, Q) == 1 && EC_KEY_check_key(ec) == 1;
+    EC_POINT *Q = EC_POINT_new(EC_KEY_get0_group(ec));
+    BIGNUM *b[3] = {BN_bin2bn(d.data(), 32, nullptr), BN_bin2bn(pub.data(), 32, nullptr),
+                    BN_bin2bn(pub.data() + 32, 32, nullptr)};
+    const bool ok =
+        EC_KEY_set_private_key(ec, b[0]) == 1 &&
+        EC_POINT_set_affine_coordinates(EC_KEY_get0_group(ec), Q, b[1], b[2], nullptr) == 1 &&
+        EC_KEY_set_public_key(ec, Q) == 1 && EC_KEY_check_key(ec) == 1;
     EC_POINT_free(Q);
-    BN_free(dn), BN_free(x), BN_free(y);
+    for (BIGNUM *n : b) BN_free(n);
     if (!ok) EVP_PKEY_free(key);
     return ok ? key : nullptr;
 }
@@ -620,17 +523,13 @@ EVP_PKEY *engine_key(ENGINE *e, const char *paramset, const Bytes &d, const Byte
 }  // namespace
 
 TEST(GostR341001Oracles, OpenSslGostEngineSignaturesBothWaysAndVkoOnEveryParameterSet) {
-    Engine engine;
-    if (engine.e == nullptr) GOST_ORACLE_MISSING("OpenSSL GOST engine");
+    ENGINE_load_builtin_engines();
+    ENGINE *eng = ENGINE_by_id("gost");
+    if (eng == nullptr || ENGINE_init(eng) != 1) return oracle_missing("OpenSSL GOST engine");
+    ENGINE_set_default(eng, ENGINE_METHOD_ALL);  // its key types and digests become known to EVP
     std::printf("oracle: OpenSSL GOST engine ran\n");
-    const EVP_MD *md94 = ENGINE_get_digest(engine.e, NID_id_GostR3411_94);
+    const EVP_MD *md94 = ENGINE_get_digest(eng, NID_id_GostR3411_94);
     ASSERT_NE(md94, nullptr);
-    const auto digest = [&](const Bytes &in) {
-        Bytes out(32);
-        unsigned int n = 0;
-        EXPECT_EQ(EVP_Digest(in.data(), in.size(), out.data(), &n, md94, engine.e), 1);
-        return out;
-    };
     const std::pair<const char *, const char *> sets[] = {
         {"test", "0"}, {"A", "A"}, {"B", "B"}, {"C", "C"}, {"XchA", "XA"}, {"XchB", "XB"}};
     Rng rng(0x3503);
@@ -638,20 +537,18 @@ TEST(GostR341001Oracles, OpenSslGostEngineSignaturesBothWaysAndVkoOnEveryParamet
         SCOPED_TRACE(name);
         GostSet S(name);
         for (int i = 0; i < 6; i++) {
-            const Bytes d = scalar(rng, S.q), k = scalar(rng, S.q), d2 = scalar(rng, S.q),
-                        h = rng.bytes(32), hr = reversed(h), ukm = rng.bytes(8),
-                        ukm_le = reversed(ukm);
-            Bytes pub(64), pub2(64), sig(64), kek(32), theirs(64), derived(32);
+            const Bytes d = S.scalar(rng), k = S.scalar(rng), d2 = S.scalar(rng), h = rng.bytes(32),
+                        hr = reversed(h), ukm = rng.bytes(8);
+            Bytes pub(64), pub2(64), sig(64), kek(32), theirs(64), K(64), want(32);
             ASSERT_EQ(rds_gen_keys(&S.ctx, d.data(), pub.data()), 0u);
             ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d2.data(), pub2.data()), 0u);
             ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), h.data(), sig.data()), 0u);
             ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek.data(), d.data(), pub2.data(), ukm.data()), 0u);
-            // The engine takes our keys as d G = pub on its group.
-            EVP_PKEY *key = engine_key(engine.e, engine_name, d, pub),
-                     *peer = engine_key(engine.e, engine_name, d2, pub2);
+            EVP_PKEY *key = engine_key(eng, engine_name, d, pub),
+                     *peer = engine_key(eng, engine_name, d2, pub2);
             ASSERT_TRUE(key != nullptr && peer != nullptr) << "the engine refused a key";
             // Ours verifies there (a flipped bit does not), and theirs here.
-            EVP_PKEY_CTX *pc = EVP_PKEY_CTX_new(key, engine.e);
+            EVP_PKEY_CTX *pc = EVP_PKEY_CTX_new(key, eng);
             ASSERT_EQ(EVP_PKEY_verify_init(pc), 1);
             EXPECT_EQ(EVP_PKEY_verify(pc, sig.data(), 64, hr.data(), 32), 1);
             sig[rng.below(64)] ^= 0x04;
@@ -659,43 +556,37 @@ TEST(GostR341001Oracles, OpenSslGostEngineSignaturesBothWaysAndVkoOnEveryParamet
             size_t len = 64;
             ASSERT_EQ(EVP_PKEY_sign_init(pc), 1);
             ASSERT_EQ(EVP_PKEY_sign(pc, theirs.data(), &len, hr.data(), 32), 1);
-            ASSERT_EQ(len, 64u);
             EXPECT_EQ(rds_verify(&S.ctx, pub.data(), h.data(), theirs.data()), 0u);
-            // VKO: K = ((d u) mod q) pub2 by OpenSSL's arithmetic. The engine's
-            // derive hashes LE(x) || LE(y); our KEK hashes x, y left-aligned.
+            EVP_PKEY_CTX_free(pc);
+            // VKO: K = ((d u) mod q) pub2 by OpenSSL's arithmetic, encoded as
+            // the KEK encodes it, hashed by the engine's digest.
             const EC_GROUP *g = EC_KEY_get0_group(static_cast<EC_KEY *>(EVP_PKEY_get0(key)));
+            const Bytes t = be_from_mpz(Mpz(S.prod(d, ukm).data()));
             EC_POINT *Kp = EC_POINT_new(g);
-            BIGNUM *t = bn(be_from_mpz(Mpz(S.prod(d, ukm).data()))), *x = BN_new(), *y = BN_new();
+            BIGNUM *tn = BN_bin2bn(t.data(), 32, nullptr), *x = BN_new(), *y = BN_new();
             ASSERT_EQ(
                 EC_POINT_mul(g, Kp, nullptr,
-                             EC_KEY_get0_public_key(static_cast<EC_KEY *>(EVP_PKEY_get0(peer))), t,
+                             EC_KEY_get0_public_key(static_cast<EC_KEY *>(EVP_PKEY_get0(peer))), tn,
                              nullptr),
                 1);
             ASSERT_EQ(EC_POINT_get_affine_coordinates(g, Kp, x, y, nullptr), 1);
-            Bytes K(64);
             ASSERT_EQ(BN_bn2binpad(x, K.data(), 32) + BN_bn2binpad(y, K.data() + 32, 32), 64);
+            const Bytes input = left_aligned(K);
+            ASSERT_EQ(EVP_Digest(input.data(), 64, want.data(), nullptr, md94, eng), 1);
+            EXPECT_EQ(to_hex(kek), to_hex(want));
             EC_POINT_free(Kp);
-            BN_free(t), BN_free(x), BN_free(y);
-            EXPECT_EQ(to_hex(kek), to_hex(digest(left_aligned(K))));
-            ASSERT_EQ(EVP_PKEY_derive_init(pc), 1);
-            ASSERT_EQ(EVP_PKEY_derive_set_peer(pc, peer), 1);
-            ASSERT_GT(EVP_PKEY_CTX_ctrl(pc, -1, -1, EVP_PKEY_CTRL_SET_IV, 8, (void *)ukm_le.data()),
-                      0);
-            len = 32;
-            ASSERT_EQ(EVP_PKEY_derive(pc, derived.data(), &len), 1);
-            EXPECT_EQ(to_hex(derived),
-                      to_hex(digest(cat(reversed(part(K, 0, 32)), reversed(part(K, 32, 32))))));
-            EVP_PKEY_CTX_free(pc);
-            EVP_PKEY_free(peer);
-            EVP_PKEY_free(key);
+            BN_free(tn), BN_free(x), BN_free(y);
+            EVP_PKEY_free(peer), EVP_PKEY_free(key);
         }
     }
+    ENGINE_finish(eng);
+    ENGINE_free(eng);
 }
 
 #else
 
 TEST(GostR341001Oracles, OpenSslGostEngineSignaturesBothWaysAndVkoOnEveryParameterSet) {
-    GOST_ORACLE_MISSING("OpenSSL");
+    return oracle_missing("OpenSSL");
 }
 
 #endif
