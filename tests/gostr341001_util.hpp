@@ -29,9 +29,8 @@ inline const std::map<std::string, ParamSet> &paramsets() {
         std::map<std::string, ParamSet> m;
         for (const auto &k : read_vectors("gostr341001.txt"))
             if (k.fields.front().first == "paramset")
-                m[k.get("paramset")] = {k.get("paramset"), k.bytes("p"), k.bytes("a"),
-                                        k.bytes("b"),      k.bytes("q"), k.bytes("x"),
-                                        k.bytes("y")};
+                m[k.get("paramset")] = {k.get("paramset"), k.bytes("p"), k.bytes("a"), k.bytes("b"),
+                                        k.bytes("q"),      k.bytes("x"), k.bytes("y")};
         return m;
     }();
     return sets;
@@ -44,7 +43,7 @@ inline void init_ctx(rds_ctx *ctx, const ParamSet &ps) {
         << ps.name;
 }
 
-// A big-endian string (32 bytes unless said) and a GMP integer.
+// Big-endian strings (32 bytes unless said) and GMP integers.
 inline void mpz_from_be(mpz_ptr z, const uint8_t *p, size_t n = 32) {
     mpz_import(z, n, 1, 1, 1, 0, p);
 }
@@ -80,12 +79,10 @@ inline Bytes reversed(Bytes b) {
 }
 
 // Affine x || y of a point (all zero for infinity), from a copy of it.
-inline Bytes affine(const lnmec_ctx *c, const lnmec_point &P) {
-    lnmec_point t = P;
+inline Bytes affine(const lnmec_ctx *c, lnmec_point P) {
     uint32_t x[LNMPFF_WORDS], y[LNMPFF_WORDS];
-    lnmecpxy(c, &t, x, y);
-    Mpz xz(x), yz(y);
-    return cat(be_from_mpz(xz), be_from_mpz(yz));
+    lnmecpxy(c, &P, x, y);
+    return cat(be_from_mpz(Mpz(x)), be_from_mpz(Mpz(y)));
 }
 
 // x || y as the KEK hashes them: each big-endian and left-aligned in 32
@@ -125,10 +122,8 @@ struct GostSet {
     Bytes scalar(Rng &rng) {
         Mpz z, qm1;
         mpz_from_be(z, rng.bytes(32).data());
-        mpz_sub_ui(qm1, q, 1);
-        mpz_mod(z, z, qm1);
-        mpz_add_ui(z, z, 1);
-        return be_from_mpz(z);
+        mpz_mod(z, z, (mpz_sub_ui(qm1, q, 1), qm1));
+        return be_from_mpz((mpz_add_ui(z, z, 1), z));
     }
     // k G as 64 bytes, by the one-off table multiplication.
     Bytes mul_g(const std::vector<uint32_t> &k) const {

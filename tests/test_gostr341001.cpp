@@ -1,8 +1,8 @@
-// GOST R 34.10-2001 and VKO over GF(p) curves: the published vectors, the
-// group law, every result code, round trips, one context in many threads,
-// and nettle's gostdsa (CryptoPro A) and OpenSSL's GOST engine (every set) as
-// oracles both ways. Both read a hash value and a UKM little-endian, so they
-// get those strings reversed.
+// GF(p) curves, GOST R 34.10-2001 and VKO: the field slots against GMP, the
+// published vectors, the group law, every result code, round trips, one
+// context in many threads, and nettle's gostdsa (CryptoPro A) and OpenSSL's
+// GOST engine (every set) as oracles both ways. Both read a hash value and a
+// UKM little-endian, so they get those strings reversed.
 #include <cstring>
 #include <sstream>
 #include <thread>
@@ -42,7 +42,134 @@ Bytes with(Bytes b, size_t at, const Bytes &p) {
     GTEST_SKIP() << what << " not available: oracle skipped";
 }
 
+// GF(p) moduli and whether they take the special form (every word above the
+// lowest all ones): 1 to 16 words, the CryptoPro A, C and test primes, the
+// largest c of 2^256 - c, an 8-word p of 255 bits, random odd ones.
+std::vector<std::pair<Num, bool>> moduli() {
+    const auto hex = [](const char *h) {
+        Mpz z;
+        mpz_set_str(z, h, 16);
+        return from_mpz(z);
+    };
+    const auto special = [](uint32_t n, uint32_t c) {  // 2^(32 n) - c
+        Num p(n + 1, 0xFFFFFFFFu);
+        p[0] = n, p[1] = 0u - c;
+        return p;
+    };
+    Num changed = special(8, 617);
+    changed[5] = 0xFFFFFFFEu;
+    std::vector<std::pair<Num, bool>> m = {
+        {special(8, 617), true},
+        {special(2, 59), true},
+        {special(16, 569), true},
+        {special(8, 0xFFFFFFFFu), true},
+        {changed, false},
+        {Num{1, 0xFFFFFFFBu}, false},
+        {Num{1, 3}, false},
+        {hex("8000000000000000000000000000000000000000000000000000000000000431"), false},
+        {hex("9b9f605f5a858107ab1ec85e6b41c8aacf846e86789051d37998f7b9022d759b"), false},
+        {hex("7fffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffed"), false}};
+    Rng rng(0x3101);
+    for (uint32_t n = 1; n <= 16; n += 3) {
+        m.push_back({random_num(rng, n), false});
+        m.back().first[1] |= n == 1 ? 3 : 1;
+    }
+    return m;
+}
+
 }  // namespace
+
+TEST(GostField, InitPicksTheFormFromTheShapeOfPAndEverySlotAgreesWithGmpOverItsInputs) {
+    Rng rng(0x3102);
+    lnmpff_ctx F;
+    Num too_long(18, 0xFFFFFFFFu);
+    too_long[0] = 17;
+    for (const uint32_t *p :
+         {LNMBIG_ZERO, (const uint32_t *)nullptr, (const uint32_t *)&too_long[0]})
+        EXPECT_EQ(lnmpff_init(&F, p), nullptr);
+    EXPECT_EQ(lnmpff_init(nullptr, LNMBIG_ONE), nullptr);
+    for (const auto &[mp, special] : moduli()) {
+        const Num &m = mp;  // the modulus p
+        SCOPED_TRACE(Mpz(m.data()).hex());
+        ASSERT_EQ(lnmpff_init(&F, m.data()), &F);
+        ASSERT_EQ(F.mul, special ? lnmpffpsfmul : lnmpffmontmul);
+        const lnmpff_ctx *f = &F;
+        Mpz p(m.data()), R, t;
+        mpz_setbit(R, special ? 0 : 32 * m[0]);  // R = 2^(32 n) in Montgomery form
+        const auto rep = [&](mpz_srcptr v) {     // the representation of v mod p, by GMP
+            Mpz w;
+            mpz_mul(w, v, R);
+            mpz_mod(w, w, p);
+            return from_mpz(w);
+        };
+        // Every slot writes into junk-filled room with guard words behind it.
+        const auto slot = [&](auto call, const Num &in, mpz_srcptr want, bool plain = false) {
+            Guarded r(LNMPFF_WORDS, rng);
+            std::copy(in.begin(), in.end(), r.p());
+            return r.holds(call(r.p()), plain ? Mpz(from_mpz(want).data()) : Mpz(rep(want).data()));
+        };
+        // Edges (0, 1, 2, p - 1, p - 2, p - 3, p / 2) and random elements.
+        std::vector<Num> vals = {Num{0}, Num{1, 1}, Num{1, 2}};
+        for (unsigned long d : {1ul, 2ul, 3ul}) vals.push_back(from_mpz((mpz_sub_ui(t, p, d), t)));
+        vals.push_back(from_mpz((mpz_fdiv_q_2exp(t, p, 1), t)));
+        for (int i = 0; i < 12; i++) {
+            mpz_mod(t, Mpz(random_num(rng, 1 + rng.below(m[0])).data()), p);
+            vals.push_back(from_mpz(t));
+        }
+        std::erase_if(vals, [&](const Num &v) { return mpz_cmp(Mpz(v.data()), p) >= 0; });
+        Mpz want;
+        for (const auto &x : vals) {
+            Mpz xz(x.data());
+            const Num xr = rep(xz);
+            for (const auto &y : vals) {
+                Mpz yz(y.data());
+                const Num yr = rep(yz);
+                const std::pair<lnmpff_binop_fn, void (*)(mpz_ptr, mpz_srcptr, mpz_srcptr)> ops[] =
+                    {{f->add, mpz_add}, {f->sub, mpz_sub}, {f->mul, mpz_mul}};
+                for (const auto &[fn, ref] : ops) {
+                    ref(want, xz, yz);
+                    mpz_mod(want, want, p);
+                    Guarded b(yr, LNMPFF_WORDS, rng);  // distinct output, then over a, over b
+                    ASSERT_TRUE(
+                        slot([&](uint32_t *r) { return fn(f, xr.data(), b.p(), r); }, {}, want));
+                    ASSERT_TRUE(
+                        slot([&](uint32_t *a) { return fn(f, a, yr.data(), a); }, xr, want));
+                    ASSERT_TRUE(b.holds(fn(f, xr.data(), b.p(), b.p()), Mpz(rep(want).data())));
+                }
+            }
+            mpz_mul(want, xz, xz);
+            ASSERT_TRUE(slot([&](uint32_t *a) { return f->sqr(f, a, a); }, xr, want));
+            mpz_set(want, xz);
+            if (mpz_odd_p(want.z)) mpz_add(want, want, p);
+            mpz_fdiv_q_2exp(want, want, 1);
+            ASSERT_TRUE(slot([&](uint32_t *a) { return f->div2(f, a, a); }, xr, want));
+            ASSERT_TRUE(slot([&](uint32_t *r) { return f->div2(f, xr.data(), r); }, {}, want));
+            ASSERT_TRUE(slot([&](uint32_t *a) { return f->in(f, a, a); }, x, xz));
+            ASSERT_TRUE(slot([&](uint32_t *a) { return f->out(f, a, a); }, xr, xz, true));
+            // x^e for e = 0, 1, p - 1 and random lengths, over its input.
+            mpz_sub_ui(t, p, 1);
+            for (const Num &e : {Num{0}, Num{1, 1}, from_mpz(t), random_num(rng, 9),
+                                 random_num(rng, 1 + rng.below(20))}) {
+                mpz_powm(want, xz, Mpz(e.data()), p);
+                ASSERT_TRUE(
+                    slot([&](uint32_t *a) { return lnmpffpow(f, a, e.data(), a); }, xr, want));
+            }
+            if (x[0] == 0 || mpz_invert(want, xz, p) == 0) continue;  // random p need not be prime
+            ASSERT_TRUE(slot([&](uint32_t *a) { return f->inv(f, a, a); }, xr, want));
+            ASSERT_TRUE(slot([&](uint32_t *r) { return f->inv(f, xr.data(), r); }, {}, want));
+        }
+        mpz_set_ui(want, 1);
+        ASSERT_TRUE(slot([&](uint32_t *r) { return f->setone(f, r); }, {}, want));
+        mpz_set_ui(want, 0);
+        ASSERT_TRUE(slot([&](uint32_t *r) { return f->setzero(f, r); }, {}, want));
+        // in reduces any number of up to 32 words, p itself among them.
+        for (int i = 0; i < 20; i++) {
+            const Num a = i == 0 ? m : random_num(rng, 1 + rng.below(LNMPFF_IN_MAX_DIGITS));
+            mpz_mod(want, Mpz(a.data()), p);
+            ASSERT_TRUE(slot([&](uint32_t *r) { return f->in(f, r, a.data()); }, {}, want));
+        }
+    }
+}
 
 TEST(GostR341001, PublishedParameterSetsExampleMultiplicationsAndVkoPoint) {
     // The sets with p = 2^256 - c (special form), and those with a = p - 3.
@@ -196,15 +323,12 @@ TEST(GostR341001, CurvePointEdges) {
     uint32_t ox[LNMPFF_WORDS] = {5, 1, 2, 3, 4, 5}, oy[LNMPFF_WORDS] = {1, 7};
     EXPECT_EQ(lnmecpxy(c, &P, ox, oy), 0);
     EXPECT_EQ(ox[0] | oy[0] | lnmecpneg(c, &P)->Z[0] | c->dbl(c, &X, &P)->Z[0], 0u);
-    // a = -3 given unreduced selects the general doubling, with equal points.
+    // a = -3 given unreduced selects the general doubling.
     Num a2 = a;
     lnmadd(a2.data(), p.data());
     lnmec_ctx gen;
     ASSERT_EQ(lnmeccr(&gen, p.data(), a2.data(), b.data()), &gen);
-    ASSERT_EQ(gen.dbl, lnmecpd);
-    ASSERT_EQ(lnmecpcr(&gen, &P, x.data(), y.data()), &P);
-    for (int i = 0; i < 5; i++, P = X)
-        EXPECT_EQ(affine(c, *lnmecpd_3(c, &X, &P)), affine(&gen, *lnmecpd(&gen, &Y, &P)));
+    EXPECT_EQ(gen.dbl, lnmecpd);
     EXPECT_EQ(lnmeccr(&gen, p.data(), a.data(), nullptr), nullptr);
     EXPECT_EQ(lnmeccr(&gen, LNMBIG_ZERO, a.data(), b.data()), nullptr);
     // A point of order 2, (5, 0) on y^2 = x^3 - 3x - 110: doubling gives O.
@@ -252,17 +376,16 @@ const std::map<std::string, std::string> kArgs = {
 // point at infinity as a key or base point).
 const char *const kRows =
     "init p=p_even >3; init p=p254 >3; init p=0 >3; init a=0 >3; init a=p >3; init b=0 >3; "
-    "init b=p >3; init b=p y=p >3; init x=p >4; init y=p >4; init y=y_off >4; "
-    "init q=q254 >8; init q=0 >8; init q=0 y=y_off >4; init x=0 y=0 >0 0; vko_init q=0 >8; "
-    "vko_init >0 xy; get_prms >0 y; gen_keys d=0 >2; gen_keys d=q >2; gen_keys >0 pub; "
-    "sign d=0 >6; sign d=q >6; sign d=q k=0 >6; sign k=0 >2; sign k=q >2; sign h=h_s0 >2; "
-    "sign >0 sig; verify pub=pub_xp >5; verify pub=pub_yp >5; verify pub=pub_off >5; "
-    "verify pub=pub_off sig=sig_r0 >5; verify >0; verify sig=sig_r0 >1; "
-    "verify sig=sig_rq >1; verify sig=sig_s0 >1; verify sig=sig_sq >1; "
-    "verify sig=sig_swap >1; verify h=h2 >1; verify pub=pub2 >1; verify pub=0 >1; "
-    "vko_pub d=0 >6; vko_pub d=q >6; vko_pub >0 pub; kek pub=pub_yp d=0 ukm=0 >5; "
-    "kek pub=pub_off >5; kek d=0 >6; kek d=q ukm=0 >6; kek ukm=0 >9; kek >0 kek; "
-    "kek pub=0 >0 kek_inf";
+    "init b=p >3; init b=p y=p >3; init x=p >4; init y=p >4; init y=y_off >4; init q=q254 >8; "
+    "init q=0 >8; init q=0 y=y_off >4; init x=0 y=0 >0 0; vko_init q=0 >8; vko_init >0 xy; "
+    "get_prms >0 y; gen_keys d=0 >2; gen_keys d=q >2; gen_keys >0 pub; sign d=0 >6; sign d=q >6; "
+    "sign d=q k=0 >6; sign k=0 >2; sign k=q >2; sign h=h_s0 >2; sign >0 sig; sign h=q1 >0 sig1; "
+    "sign h=q >0 sig1; sign h=0 >0 sig1; verify pub=pub_xp >5; verify pub=pub_yp >5; "
+    "verify pub=pub_off >5; verify pub=pub_off sig=sig_r0 >5; verify >0; verify sig=sig_r0 >1; "
+    "verify sig=sig_rq >1; verify sig=sig_s0 >1; verify sig=sig_sq >1; verify sig=sig_swap >1; "
+    "verify h=h2 >1; verify pub=pub2 >1; verify pub=0 >1; vko_pub d=0 >6; vko_pub d=q >6; "
+    "vko_pub >0 pub; kek pub=pub_yp d=0 ukm=0 >5; kek pub=pub_off >5; kek d=0 >6; "
+    "kek d=q ukm=0 >6; kek ukm=0 >9; kek >0 kek; kek pub=0 >0 kek_inf";
 
 }  // namespace
 
@@ -300,6 +423,11 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     }
     ASSERT_FALSE(v["kek"].empty());
     v["kek_inf"] = gost94(Bytes(64, 0));
+    // The hash is read mod q, and 0 as 1: q + 1, q and 0 sign as 1.
+    mpz_add_ui(t, S.q, 1);
+    v["q1"] = be_from_mpz(t), v["one"] = with(zero, 31, {1}), v["sig1"] = sig;
+    ASSERT_EQ(rds_sign(&S.ctx, v["d"].data(), v["k"].data(), v["one"].data(), v["sig1"].data()),
+              0u);
     // s = 0: the hash e = -r d / k (mod q), r from k alone.
     mpz_from_be(t, v["k"].data());
     mpz_invert(t, t, S.q);
@@ -348,72 +476,31 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     }
 }
 
-TEST(GostR341001, SignVerifyAndVkoRoundTripAndTheHashIsReadModQOnEveryCurve) {
-    Rng rng(0x3404);
+TEST(GostR341001Threads, SignVerifyAndVkoRoundTripOnEveryCurveAlsoFromManyThreadsAtOnce) {
+    Rng rng(0x3405);
     for (const char *name : kCurves) {
         SCOPED_TRACE(name);
         GostSet S(name);
-        for (int i = 0; i < 12; i++) {
-            const Bytes d = S.scalar(rng), k = S.scalar(rng), d2 = S.scalar(rng), h = rng.bytes(32),
-                        ukm = rng.bytes(8);
-            Bytes pub(64), pub2(64), sig(64), sig2(64), kek1(32), kek2(32);
-            ASSERT_EQ(rds_gen_keys(&S.ctx, d.data(), pub.data()), 0u);
-            ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), h.data(), sig.data()), 0u);
-            ASSERT_EQ(rds_verify(&S.ctx, pub.data(), h.data(), sig.data()), 0u);
-            // One flipped bit in the signature or the hash fails; in the key it
-            // gives another key or one off the curve.
-            Bytes bad[3] = {sig, h, pub};
-            for (Bytes &x : bad) x[rng.below(uint32_t(x.size()))] ^= uint8_t(1u << rng.below(8));
-            EXPECT_EQ(rds_verify(&S.ctx, pub.data(), h.data(), bad[0].data()), 1u);
-            EXPECT_EQ(rds_verify(&S.ctx, pub.data(), bad[1].data(), sig.data()), 1u);
-            const uint32_t code = rds_verify(&S.ctx, bad[2].data(), h.data(), sig.data());
-            EXPECT_TRUE(code == 1 || code == 5) << code;
-            ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d2.data(), pub2.data()), 0u);
-            ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek1.data(), d.data(), pub2.data(), ukm.data()),
-                      0u);
-            ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek2.data(), d2.data(), pub.data(), ukm.data()),
-                      0u);
-            EXPECT_EQ(kek1, kek2);
-            // h mod q and h mod q + q (below 2^256) sign as h; 0 and q as 1.
-            Mpz e;
-            mpz_from_be(e, h.data());
-            mpz_mod(e, e, S.q);
-            std::vector<std::pair<Bytes, Bytes>> same = {
-                {be_from_mpz(e), h},
-                {Bytes(32, 0), with(Bytes(32, 0), 31, {1})},
-                {S.ps.q, with(Bytes(32, 0), 31, {1})}};
-            if (mpz_add(e, e, S.q), mpz_sizeinbase(e, 2) <= 256)
-                same.push_back({be_from_mpz(e), h});
-            for (const auto &[h1, h2] : same) {
-                ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), h1.data(), sig.data()), 0u);
-                ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), h2.data(), sig2.data()), 0u);
-                EXPECT_EQ(sig, sig2);
-            }
-        }
-    }
-}
-
-TEST(GostR341001Threads, OneContextSignsAndVerifiesInManyThreadsAtOnce) {
-    Rng rng(0x3405);
-    for (const char *name : {"A", "test"}) {
-        SCOPED_TRACE(name);
-        GostSet S(name);
         constexpr size_t kThreads = 4, kJobs = 24;
-        std::vector<Bytes> d(kJobs), want(kJobs);
-        for (auto &x : d) x = S.scalar(rng);
-        // Job i: the key of d[i], its signature of d[i + 1] (verified) with
-        // nonce d[i + 2], and its KEK with the key of d[i + 1]; empty on an error.
+        std::vector<Bytes> d(kJobs), h(kJobs), want(kJobs);
+        for (size_t i = 0; i < kJobs; i++) d[i] = S.scalar(rng), h[i] = rng.bytes(32);
+        // Job i: the key of d[i] and its signature of h[i] with nonce d[i + 2],
+        // which verifies and fails with one bit flipped; the KEK of d[i] and
+        // d[i + 1], the same from both sides (UKM from d[i + 2]); empty on an error.
         const auto run = [&](size_t i) {
             const Bytes &e = d[(i + 1) % kJobs], &k = d[(i + 2) % kJobs];
-            Bytes pub(64), peer(64), sig(64), kek(32);
+            Bytes pub(64), peer(64), sig(64), bad, kek(32), kek2(32);
             uint32_t rc = rds_gen_keys(&S.ctx, d[i].data(), pub.data());
             rc |= vko341001_gen_pubkey(&S.ctx, e.data(), peer.data());
-            rc |= rds_sign(&S.ctx, d[i].data(), k.data(), e.data(), sig.data());
-            rc |= rds_verify(&S.ctx, pub.data(), e.data(), sig.data());
+            rc |= rds_sign(&S.ctx, d[i].data(), k.data(), h[i].data(), sig.data());
+            rc |= rds_verify(&S.ctx, pub.data(), h[i].data(), sig.data());
+            (bad = sig)[(i * 7) % 64] ^= uint8_t(1u << (i % 8));
+            rc |= rds_verify(&S.ctx, pub.data(), h[i].data(), bad.data()) ^ 1;
             rc |= vko341001_gen_kek(&S.ctx, kek.data(), d[i].data(), peer.data(), k.data());
-            return rc == 0 ? cat(cat(pub, sig), kek) : Bytes{};
+            rc |= vko341001_gen_kek(&S.ctx, kek2.data(), e.data(), pub.data(), k.data());
+            return rc == 0 && kek == kek2 ? cat(cat(pub, sig), kek) : Bytes{};
         };
-        for (size_t i = 0; i < kJobs; i++) ASSERT_EQ((want[i] = run(i)).size(), 160u);
+        for (size_t i = 0; i < kJobs; i++) ASSERT_EQ((want[i] = run(i)).size(), 160u) << i;
         std::vector<int> bad(kThreads, 0);
         std::vector<std::thread> threads;
         for (size_t t = 0; t < kThreads; t++)
