@@ -61,21 +61,17 @@ inline std::vector<uint32_t> big(const Bytes &be) {
     return r;
 }
 inline std::vector<uint32_t> big(mpz_srcptr z) {
-    std::vector<uint32_t> r = from_mpz(z);
-    r.resize(LNMBIG_WORDS);
-    return r;
+    return big(be_from_mpz(z, 64));
 }
 
 inline Bytes cat(Bytes a, const Bytes &b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
+    return a.insert(a.end(), b.begin(), b.end()), a;
 }
 inline Bytes part(const Bytes &b, size_t at, size_t n) {
     return Bytes(b.begin() + std::ptrdiff_t(at), b.begin() + std::ptrdiff_t(at + n));
 }
 inline Bytes reversed(Bytes b) {
-    std::reverse(b.begin(), b.end());
-    return b;
+    return std::reverse(b.begin(), b.end()), b;
 }
 
 // Affine x || y of a point (all zero for infinity), from a copy of it.
@@ -90,10 +86,9 @@ inline Bytes affine(const lnmec_ctx *c, lnmec_point P) {
 inline Bytes left_aligned(const Bytes &xy) {
     Bytes out;
     for (size_t at : {0, 32}) {
-        Bytes c = part(xy, at, 32);
-        c.erase(c.begin(), std::find_if(c.begin(), c.end(), [](uint8_t v) { return v != 0; }));
-        c.resize(32, 0);
-        out = cat(out, c);
+        size_t z = 0;
+        while (z < 32 && xy[at + z] == 0) z++;
+        out = cat(cat(out, part(xy, at + z, 32 - z)), Bytes(z, 0));
     }
     return out;
 }
