@@ -151,9 +151,7 @@ TEST(GostField, InitPicksTheFormFromTheShapeOfPAndEverySlotAgreesWithGmpOverItsI
                 for (const auto &[fn, ref] : ops) {
                     ref(want, xz, yz);
                     mpz_mod(want, want, p);
-                    Guarded b(yr, LNMPFF_WORDS, rng);  // distinct output, then over a, over b
-                    ASSERT_TRUE(
-                        slot([&](uint32_t *r) { return fn(f, xr.data(), b.p(), r); }, {}, want));
+                    Guarded b(yr, LNMPFF_WORDS, rng);  // the result over a, then over b
                     ASSERT_TRUE(
                         slot([&](uint32_t *a) { return fn(f, a, yr.data(), a); }, xr, want));
                     ASSERT_TRUE(b.holds(fn(f, xr.data(), b.p(), b.p()), Mpz(rep(want).data())));
@@ -204,8 +202,6 @@ TEST(GostR341001, PublishedParameterSetsExampleMultiplicationsAndVkoPoint) {
             Bytes o(6 * 32);
             ASSERT_EQ(rds_get_prms(&S.ctx, &o[0], &o[32], &o[64], &o[96], &o[128], &o[160]), 0u);
             EXPECT_EQ(o, cat(cat(cat(S.ps.p, S.ps.a), cat(S.ps.b, S.ps.q)), cat(S.ps.x, S.ps.y)));
-            for (uint32_t i = 0; i < 16; i++)  // the table holds G, 3G, ..., 31G
-                EXPECT_EQ(affine(c, S.ctx.table[i]), S.mul_g(Num{1, 2 * i + 1})) << i;
         } else if (blk.has("example")) {
             const Bytes d = blk.bytes("d"), k = blk.bytes("k"), e = blk.bytes("e");
             Bytes pub(64), sig(64);
@@ -228,7 +224,6 @@ TEST(GostR341001, PublishedParameterSetsExampleMultiplicationsAndVkoPoint) {
             // K = (d1 d2 u mod q) G. The published KEK hashes LE(x) || LE(y);
             // this library hashes x, y big-endian and left-aligned.
             const Bytes d1 = blk.bytes("d1"), d2 = blk.bytes("d2"), ukm = blk.bytes("ukm");
-            ASSERT_EQ(reversed(blk.bytes("ukm_le")), ukm);
             Bytes q2(64), k1(32);
             ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d2.data(), q2.data()), 0u);
             ASSERT_EQ(vko341001_gen_kek(&S.ctx, k1.data(), d1.data(), q2.data(), ukm.data()), 0u);
@@ -294,11 +289,8 @@ TEST(GostR341001, GroupLawScalarMultiplicationsAndPointEdgesOnEveryCurve) {
             EXPECT_EQ(A(*lnmecakp(c, &X, kn.data(), &S.ctx.G, LNMBIG_ZERO, &N)), *want) << m << e;
         }
         for (uint32_t w : {1u, 2u, 3u, 4u}) {  // odd-multiple tables of other widths
-            lnmecic(c, T, &S.ctx.G, w);
-            for (uint32_t i = 0; i < LNMEC_TABLE_ENTRIES(w); i++)
-                EXPECT_EQ(A(T[i]), S.mul_g(Num{1, 2 * i + 1})) << w;
             const Num e = big(S.scalar(rng));
-            EXPECT_EQ(A(*lnmecickp(c, &X, T, e.data(), w, 0)), S.mul_g(e)) << w;
+            EXPECT_EQ(A(*lnmecickp(c, &X, lnmecic(c, T, &S.ctx.G, w), e.data(), w, 0)), S.mul_g(e));
         }
         // Off the curve: NULL and a zeroed record. Infinity: lnmecpxy gives 0
         // and zeros; negation and doubling keep it.
@@ -348,8 +340,7 @@ uint32_t call(const std::string &fn, const uint8_t *const *v) {
     return vko341001_gen_kek(ctx, o, v[0], v[1], v[2]);
 }
 
-// Each entry point's arguments, named as in the rows (name=value when the
-// good value has another name); out and ctx can only be made NULL.
+// Each entry point's arguments by name (name=value: the good value's name).
 const std::map<std::string, std::string> kArgs = {
     {"init", "p a b q x y"}, {"vko_init", "p a b q x y"},  {"get_prms", "out"},
     {"gen_keys", "d out"},   {"sign", "d k h out"},        {"verify", "pub h sig"},
@@ -458,9 +449,8 @@ TEST(GostR341001Threads, SignVerifyAndVkoRoundTripOnEveryCurveAlsoFromManyThread
         constexpr size_t kThreads = 4, kJobs = 24;
         std::vector<Bytes> d(kJobs), h(kJobs), want(kJobs);
         for (size_t i = 0; i < kJobs; i++) d[i] = S.scalar(rng), h[i] = rng.bytes(32);
-        // Job i: the key of d[i] and its signature of h[i] with nonce d[i + 2],
-        // which verifies and fails with one bit flipped; the KEK of d[i] and
-        // d[i + 1], the same from both sides (UKM from d[i + 2]); empty on an error.
+        // Job i: d[i]'s key and signature of h[i] (nonce d[i + 2]), verified and
+        // failing with a bit flipped; its KEK with d[i + 1] from both sides.
         const auto run = [&](size_t i) {
             const Bytes &e = d[(i + 1) % kJobs], &k = d[(i + 2) % kJobs];
             Bytes pub(64), peer(64), sig(64), bad, kek(32), kek2(32);
