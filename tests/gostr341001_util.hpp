@@ -3,15 +3,9 @@
 // points as bytes and the KEK hash.
 #pragma once
 
-#include <gmp.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <map>
-#include <string>
-#include <vector>
 
-#include "bignum_oracle.hpp"
+#include "bignum_oracle.hpp"  // GMP, GoogleTest, Rng, Bytes and the vector files
 #include "lncext/gost28147.h"
 #include "lncext/gostr341001.h"
 #include "lncext/gostr341194.h"

@@ -4,7 +4,6 @@
 // GOST engine (every set) as oracles both ways. Both read a hash value and a
 // UKM little-endian, so they get those strings reversed.
 #include <atomic>
-#include <cstring>
 #include <sstream>
 #include <thread>
 
@@ -297,7 +296,7 @@ TEST(GostR341001, GroupLawScalarMultiplicationsAndPointEdgesOnEveryCurve) {
         const auto zeroed = [](const auto &r) {
             return Bytes((const uint8_t *)&r, (const uint8_t *)(&r + 1)) == Bytes(sizeof r, 0);
         };
-        std::memset(&X, 0x5A, sizeof X);
+        std::fill_n(reinterpret_cast<uint8_t *>(&X), sizeof X, 0x5A);
         Num y1 = big(S.ps.y);
         EXPECT_EQ(lnmecpcr(c, &X, big(S.ps.x).data(), lnmadd(y1.data(), LNMBIG_ONE)), nullptr);
         EXPECT_TRUE(zeroed(X));
