@@ -347,15 +347,16 @@ const std::map<std::string, std::string> kArgs = {
 const char *const kRows =
     "init p=p_even >3; init p=p254 >3; init p=0 >3; init a=0 >3; init a=p >3; init b=0 >3; "
     "init b=p >3; init b=p y=p >3; init x=p >4; init y=p >4; init y=y_off >4; init q=q254 >8; "
-    "init q=0 >8; init q=0 y=y_off >4; init x=0 y=0 >0 0; vko_init q=0 >8; vko_init >0 xy; "
-    "get_prms >0 y; gen_keys d=0 >2; gen_keys d=q >2; gen_keys >0 pub; sign d=0 >6; sign d=q >6; "
-    "sign d=q k=0 >6; sign k=0 >2; sign k=q >2; sign h=h_s0 >2; sign >0 sig; sign h=q1 >0 sig1; "
-    "sign h=q >0 sig1; sign h=0 >0 sig1; verify pub=pub_xp >5; verify pub=pub_yp >5; "
-    "verify pub=pub_off >5; verify pub=pub_off sig=sig_r0 >5; verify >0; verify sig=sig_r0 >1; "
-    "verify sig=sig_rq >1; verify sig=sig_s0 >1; verify sig=sig_sq >1; verify sig=sig_swap >1; "
-    "verify h=h2 >1; verify pub=pub2 >1; verify pub=0 >1; vko_pub d=0 >6; vko_pub d=q >6; "
-    "vko_pub >0 pub; kek pub=pub_yp d=0 ukm=0 >5; kek pub=pub_off >5; kek d=0 >6; "
-    "kek d=q ukm=0 >6; kek ukm=0 >9; kek >0 kek; kek pub=0 >0 kek_inf";
+    "init q=q255 >0 xy; init q=0 >8; init q=0 y=y_off >4; init x=0 y=0 >0 0; vko_init q=0 >8; "
+    "vko_init >0 xy; get_prms >0 y; gen_keys d=0 >2; gen_keys d=q >2; gen_keys >0 pub; "
+    "sign d=0 >6; sign d=q >6; sign d=q k=0 >6; sign k=0 >2; sign k=q >2; sign h=h_s0 >2; "
+    "sign >0 sig; sign h=q1 >0 sig1; sign h=q >0 sig1; sign h=0 >0 sig1; verify pub=pub_xp >5; "
+    "verify pub=pub_yp >5; verify pub=pub_off >5; verify pub=pub_off sig=sig_r0 >5; verify >0; "
+    "verify sig=sig_r0 >1; verify sig=sig_rq >1; verify sig=sig_s0 >1; verify sig=sig_sq >1; "
+    "verify sig=sig_swap >1; verify h=h2 >1; verify pub=pub2 >1; verify pub=0 >1; "
+    "vko_pub d=0 >6; vko_pub d=q >6; vko_pub >0 pub; kek pub=pub_yp d=0 ukm=0 >5; "
+    "kek pub=pub_off >5; kek d=0 >6; kek d=q ukm=0 >6; kek ukm=0 >9; kek >0 kek; "
+    "kek pub=0 >0 kek_inf";
 
 }  // namespace
 
@@ -381,7 +382,8 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     v["h2"] = with(v["h"], 31, {uint8_t(v["h"][31] ^ 1)});
     v["p_even"] = with(p, 31, {uint8_t(p[31] ^ 1)});
     v["p254"] = with(Bytes(32, 0xFF), 0, {0x3F});
-    v["q254"] = with(zero, 1, {0x3F});  // q + 1 of 254 bits
+    v["q255"] = with(Bytes(32, 0xFF), 0, {0x3F});  // q + 1 = 2^254, the shortest
+    v["q254"] = with(v["q255"], 31, {0xFE});       // q + 1 = 2^254 - 1
     // A UKM that makes the shared point's x start with a zero byte, so that
     // the good KEK shows the left alignment.
     for (uint32_t u = 1; v["kek"].empty() && u < 5000; u++) {
