@@ -366,18 +366,22 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     std::map<std::string, Bytes> v;
     v["0"] = Bytes(64, 0), v["p"] = S.ps.p, v["a"] = S.ps.a, v["b"] = S.ps.b, v["q"] = S.ps.q;
     v["x"] = S.ps.x, v["y"] = S.ps.y, v["xy"] = cat(S.ps.x, S.ps.y), v["h"] = rng.bytes(32);
-    v["d"] = S.scalar(rng), v["k"] = S.scalar(rng), v["d2"] = S.scalar(rng);
-    v["pub"] = v["pub2"] = v["sig"] = Bytes(64);
+    v["d"] = S.scalar(rng), v["d2"] = S.scalar(rng), v["pub"] = v["pub2"] = v["sig"] = Bytes(64);
     ASSERT_EQ(rds_gen_keys(&S.ctx, v["d"].data(), v["pub"].data()), 0u);
     ASSERT_EQ(rds_gen_keys(&S.ctx, v["d2"].data(), v["pub2"].data()), 0u);
-    ASSERT_EQ(rds_sign(&S.ctx, v["d"].data(), v["k"].data(), v["h"].data(), v["sig"].data()), 0u);
     const Bytes zero(32, 0), &p = S.ps.p, &q = S.ps.q, &pub = v["pub"], &sig = v["sig"];
     Mpz t, r;
+    do {  // a nonce whose s + q still fits 32 bytes: s mod q unchanged, out of range
+        v["k"] = S.scalar(rng);
+        ASSERT_EQ(rds_sign(&S.ctx, v["d"].data(), v["k"].data(), v["h"].data(), v["sig"].data()),
+                  0u);
+        mpz_from_be(t, sig.data()), mpz_add(t, t, S.q);
+    } while (mpz_sizeinbase(t, 2) > 256);
     v["y_off"] = with(S.ps.y, 31, {uint8_t(S.ps.y[31] ^ 1)});  // (x, y +- 1) is off the curve
     v["pub_off"] = with(pub, 32, v["y_off"]);
     v["pub_yp"] = with(pub, 32, p), v["pub_xp"] = with(pub, 0, p);
     v["sig_r0"] = with(sig, 32, zero), v["sig_rq"] = with(sig, 32, q);
-    v["sig_s0"] = with(sig, 0, zero), v["sig_sq"] = with(sig, 0, q);
+    v["sig_s0"] = with(sig, 0, zero), v["sig_sq"] = with(sig, 0, be_from_mpz(t));
     v["sig_swap"] = cat(part(sig, 32, 32), part(sig, 0, 32));
     v["h2"] = with(v["h"], 31, {uint8_t(v["h"][31] ^ 1)});
     v["p_even"] = with(p, 31, {uint8_t(p[31] ^ 1)});
