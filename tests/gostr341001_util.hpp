@@ -120,12 +120,11 @@ struct GostSet {
         return affine(c(), *lnmeckp(c(), &R, k.data(), &ctx.G));
     }
     // (a b u) mod q (big-endian strings of any length) as a big number.
-    std::vector<uint32_t> prod(const Bytes &a, const Bytes &b, const Bytes &u = {1}) {
+    std::vector<uint32_t> prod(const Bytes &a, const Bytes &b, const Bytes &u) {
         Mpz t, z;
         mpz_from_be(t, a.data(), a.size());
         for (const Bytes *f : {&b, &u}) mpz_from_be(z, f->data(), f->size()), mpz_mul(t, t, z);
-        mpz_mod(t, t, q);
-        return big(t);
+        return big((mpz_mod(t, t, q), t));
     }
 };
 

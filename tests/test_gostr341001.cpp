@@ -177,10 +177,8 @@ TEST(GostField, InitPicksTheFormFromTheShapeOfPAndEverySlotAgreesWithGmpOverItsI
         }
         ASSERT_TRUE(slot([&](uint32_t *r) { return f->setone(f, r); }, {}, Mpz(Num{1, 1}.data())));
         ASSERT_TRUE(slot([&](uint32_t *r) { return f->setzero(f, r); }, {}, Mpz(LNMBIG_ZERO)));
-        // in reduces any number of up to 32 words, p itself among them.
-        for (int i = 0; i < 20; i++) {
-            const Num a = i == 0 ? m : random_num(rng, 1 + rng.below(LNMPFF_IN_MAX_DIGITS));
-            mpz_mod(want, Mpz(a.data()), p);
+        for (const Num &a : {m, random_num(rng, 32), random_num(rng, 1 + rng.below(32))}) {
+            mpz_mod(want, Mpz(a.data()), p);  // in reduces numbers of up to 32 words
             ASSERT_TRUE(slot([&](uint32_t *r) { return f->in(f, r, a.data()); }, {}, want));
         }
     }
@@ -195,8 +193,7 @@ TEST(GostR341001, PublishedParameterSetsExampleMultiplicationsAndVkoPoint) {
         seen++;
         if (blk.fields.front().first == "paramset") {
             // p = 2^256 - c (special form) on A and XchA; a = p - 3 on all but test.
-            const bool a_set = S.ps.name == "A" || S.ps.name == "XchA";
-            EXPECT_EQ(c->field.mul, a_set ? lnmpffpsfmul : lnmpffmontmul);
+            EXPECT_EQ(c->field.mul, S.ps.name.back() == 'A' ? lnmpffpsfmul : lnmpffmontmul);
             EXPECT_EQ(c->dbl, S.ps.name == "test" ? lnmecpd : lnmecpd_3);
             Bytes o(6 * 32);
             ASSERT_EQ(rds_get_prms(&S.ctx, &o[0], &o[32], &o[64], &o[96], &o[128], &o[160]), 0u);
@@ -276,8 +273,7 @@ TEST(GostR341001, GroupLawScalarMultiplicationsAndPointEdgesOnEveryCurve) {
         for (const auto &[m, e, want] :
              {std::tuple{0, 0, &kInf}, {0, 1, &g}, {1, -1, &ng}, {1, 0, &kInf}, {1, 1, &g}}) {
             Mpz k;
-            mpz_mul_ui(k, S.q, unsigned(m));
-            e < 0 ? mpz_sub_ui(k, k, 1) : mpz_add_ui(k, k, unsigned(e));
+            mpz_set_si(k, e), mpz_addmul_ui(k, S.q, unsigned(m));
             const Num kn = big(k);
             EXPECT_EQ(S.mul_g(kn), *want) << m << e;
             EXPECT_EQ(A(*lnmecickp(c, &X, S.ctx.table, kn.data(), 5, 0)), *want) << m << e;
@@ -402,8 +398,7 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     ASSERT_EQ(rds_sign(&S.ctx, v["d"].data(), v["k"].data(), v["one"].data(), v["sig1"].data()),
               0u);
     // s = 0: the hash e = -r d / k (mod q), r from k alone.
-    mpz_from_be(t, v["k"].data());
-    mpz_invert(t, t, S.q);
+    mpz_from_be(t, v["k"].data()), mpz_invert(t, t, S.q);
     mpz_sub(r, S.q, Mpz(S.prod(part(sig, 32, 32), v["d"], be_from_mpz(t)).data()));
     v["h_s0"] = be_from_mpz(r);
     const auto run = [&](const std::string &row) {
@@ -414,9 +409,8 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
         spec.str(kArgs.at(fn));
         Bytes out(64, 0xA5);
         std::string names[8] = {"", "", "", "", "", "", "out", "ctx"};
-        const uint8_t *a[8] = {
-            nullptr, nullptr, nullptr,    nullptr,
-            nullptr, nullptr, out.data(), reinterpret_cast<const uint8_t *>(&S.ctx)};
+        const uint8_t *a[8] = {};
+        a[6] = out.data(), a[7] = reinterpret_cast<const uint8_t *>(&S.ctx);
         for (size_t n = 0; spec >> tok && tok != "out"; n++)  // name or name=value
             names[n] = tok.substr(0, tok.find('=')),
             a[n] = v.at(tok.substr(tok.find('=') + 1)).data();
@@ -481,9 +475,8 @@ TEST(GostR341001Oracles, NettleGostdsaSignsAlikeVerifiesHereAndAgreesOnVkoOnCryp
     Rng rng(0x3501);
     ecc_scalar nd;
     ecc_point nq;
-    ecc_scalar_init(&nd, nettle_get_gost_gc256b());
-    ecc_point_init(&nq, nettle_get_gost_gc256b());
     dsa_signature ns;
+    ecc_scalar_init(&nd, nettle_get_gost_gc256b()), ecc_point_init(&nq, nettle_get_gost_gc256b());
     dsa_signature_init(&ns);
     Mpz z, x, y;
     for (int i = 0; i < 40; i++) {
@@ -507,9 +500,7 @@ TEST(GostR341001Oracles, NettleGostdsaSignsAlikeVerifiesHereAndAgreesOnVkoOnCryp
         const Bytes K = cat(reversed(part(point, 0, 32)), reversed(part(point, 32, 32)));
         EXPECT_EQ(to_hex(kek), to_hex(gost94(left_aligned(K)))) << i;
     }
-    dsa_signature_clear(&ns);
-    ecc_scalar_clear(&nd);
-    ecc_point_clear(&nq);
+    dsa_signature_clear(&ns), ecc_scalar_clear(&nd), ecc_point_clear(&nq);
 }
 
 #else
