@@ -403,15 +403,15 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     v["h_s0"] = be_from_mpz(r);
     const auto run = [&](const std::string &row) {
         SCOPED_TRACE(row);
-        std::istringstream in(row), spec;
+        std::istringstream in(row), params;
         std::string fn, tok, out_name;
         in >> fn;
-        spec.str(kArgs.at(fn));
+        params.str(kArgs.at(fn));
         Bytes out(64, 0xA5);
         std::string names[8] = {"", "", "", "", "", "", "out", "ctx"};
         const uint8_t *a[8] = {};
         a[6] = out.data(), a[7] = reinterpret_cast<const uint8_t *>(&S.ctx);
-        for (size_t n = 0; spec >> tok && tok != "out"; n++)  // name or name=value
+        for (size_t n = 0; params >> tok && tok != "out"; n++)  // name or name=value
             names[n] = tok.substr(0, tok.find('=')),
             a[n] = v.at(tok.substr(tok.find('=') + 1)).data();
         while (in >> tok && tok[0] != '>') {
@@ -426,8 +426,8 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     };
     std::istringstream rows(kRows);
     for (std::string row; std::getline(rows, row, ';');) run(row);
-    for (const auto &[fn, spec] : kArgs) {  // NULL for each pointer, the context and the output
-        std::istringstream s(spec + " ctx");
+    for (const auto &[fn, params] : kArgs) {  // NULL for each pointer, the context and the output
+        std::istringstream s(params + " ctx");
         for (std::string tok; s >> tok;) run(fn + " " + tok.substr(0, tok.find('=')) + "=NULL >7");
     }
 }
