@@ -1,16 +1,14 @@
 // Helpers of the GOST R 34.10-2001 tests: the published parameter sets,
-// 32-byte big-endian numbers to and from GMP, and contexts filled from them.
+// 32-byte big-endian numbers to and from GMP, contexts filled from them,
+// points as bytes and the KEK hash.
 #pragma once
 
-#include <gmp.h>
-#include <gtest/gtest.h>
+#include <algorithm>
 
-#include <map>
-#include <string>
-#include <vector>
-
-#include "bignum_oracle.hpp"
+#include "bignum_oracle.hpp"  // GMP, GoogleTest, Rng, Bytes and the vector files
+#include "lncext/gost28147.h"
 #include "lncext/gostr341001.h"
+#include "lncext/gostr341194.h"
 #include "test_util.hpp"
 
 namespace lncext_test {
@@ -23,11 +21,10 @@ struct ParamSet {
 inline const std::map<std::string, ParamSet> &paramsets() {
     static const std::map<std::string, ParamSet> sets = [] {
         std::map<std::string, ParamSet> m;
-        for (const auto &blk : read_vectors("gostr341001.txt"))
-            if (blk.fields.front().first == "paramset")
-                m[blk.get("paramset")] = {blk.get("paramset"), blk.bytes("p"), blk.bytes("a"),
-                                          blk.bytes("b"),      blk.bytes("q"), blk.bytes("x"),
-                                          blk.bytes("y")};
+        for (const auto &k : read_vectors("gostr341001.txt"))
+            if (k.fields.front().first == "paramset")
+                m[k.get("paramset")] = {k.get("paramset"), k.bytes("p"), k.bytes("a"), k.bytes("b"),
+                                        k.bytes("q"),      k.bytes("x"), k.bytes("y")};
         return m;
     }();
     return sets;
@@ -40,51 +37,95 @@ inline void init_ctx(rds_ctx *ctx, const ParamSet &ps) {
         << ps.name;
 }
 
-// A 32-byte big-endian string and a GMP integer.
+// Big-endian strings (32 bytes unless said) and GMP integers.
 inline void mpz_from_be(mpz_ptr z, const uint8_t *p, size_t n = 32) {
     mpz_import(z, n, 1, 1, 1, 0, p);
 }
 inline Bytes be_from_mpz(mpz_srcptr z, size_t n = 32) {
     Bytes out(n, 0);
-    size_t count = (mpz_sizeinbase(z, 2) + 7) / 8;
-    if (mpz_sgn(z) == 0) return out;
-    mpz_export(out.data() + n - count, nullptr, 1, 1, 1, 0, z);
+    if (mpz_sgn(z) != 0)
+        mpz_export(out.data() + n - (mpz_sizeinbase(z, 2) + 7) / 8, nullptr, 1, 1, 1, 0, z);
     return out;
 }
 
-// A big number (LNMPFF_WORDS words and room for lnmdiv) from bytes or GMP.
+// A big number (LNMBIG_WORDS words, room for lnmdiv) from bytes or GMP.
 inline std::vector<uint32_t> big(const Bytes &be) {
     std::vector<uint32_t> r(LNMBIG_WORDS);
     lnmfrombase256(r.data(), be.data(), uint32_t(be.size()));
     return r;
 }
 inline std::vector<uint32_t> big(mpz_srcptr z) {
-    std::vector<uint32_t> r = from_mpz(z);
-    r.resize(LNMBIG_WORDS);
-    return r;
+    return big(be_from_mpz(z, 64));
 }
 
-// Affine coordinates of a point as 64 bytes x || y (all zero for infinity),
-// taken from a copy so that the point stays as it is.
-inline Bytes affine(const lnmec_ctx *c, const lnmec_point &P) {
-    lnmec_point t = P;
+inline Bytes cat(Bytes a, const Bytes &b) {
+    return a.insert(a.end(), b.begin(), b.end()), a;
+}
+inline Bytes part(const Bytes &b, size_t at, size_t n) {
+    return Bytes(b.begin() + std::ptrdiff_t(at), b.begin() + std::ptrdiff_t(at + n));
+}
+inline Bytes reversed(Bytes b) {
+    return std::reverse(b.begin(), b.end()), b;
+}
+
+// Affine x || y of a point (all zero for infinity), from a copy of it.
+inline Bytes affine(const lnmec_ctx *c, lnmec_point P) {
     uint32_t x[LNMPFF_WORDS], y[LNMPFF_WORDS];
-    lnmecpxy(c, &t, x, y);
-    Bytes out(64, 0);
-    const unsigned nx = lnmbitlen(x, 8), ny = lnmbitlen(y, 8);
-    lnmtobase256(out.data() + 32 - nx, nx, x);
-    lnmtobase256(out.data() + 64 - ny, ny, y);
+    lnmecpxy(c, &P, x, y);
+    return cat(be_from_mpz(Mpz(x)), be_from_mpz(Mpz(y)));
+}
+
+// x || y as the KEK hashes them: each big-endian and left-aligned in 32
+// bytes (its leading zero bytes moved to the end).
+inline Bytes left_aligned(const Bytes &xy) {
+    Bytes out;
+    for (size_t at : {0, 32}) {
+        size_t z = 0;
+        while (z < 32 && xy[at + z] == 0) z++;
+        out = cat(cat(out, part(xy, at + z, 32 - z)), Bytes(z, 0));
+    }
     return out;
 }
 
-inline bool is_infinity(const lnmec_point &P) {
-    return P.Z[0] == 0;
+// GOST R 34.11-94 with the CryptoPro tables, the hash of the KEK.
+inline Bytes gost94(const Bytes &data) {
+    gr341194_md_ctx md;
+    Bytes out(32);
+    gr341194_md_init_ext(&md, CryptoPro_iv, CryptoPro_uz);
+    gr341194_md_update(&md, data.data(), uint32_t(data.size()));
+    gr341194_md_final(&md, out.data());
+    return out;
 }
 
-inline Bytes cat(const Bytes &a, const Bytes &b) {
-    Bytes r = a;
-    r.insert(r.end(), b.begin(), b.end());
-    return r;
-}
+// A context on one published set, with its q for GMP.
+struct GostSet {
+    const ParamSet &ps;
+    rds_ctx ctx;
+    Mpz q;
+    explicit GostSet(const std::string &name) : ps(paramsets().at(name)) {
+        init_ctx(&ctx, ps);
+        mpz_from_be(q, ps.q.data());
+    }
+    const lnmec_ctx *c() const { return &ctx.curve; }
+    // A random number in [1, q - 1] as 32 bytes.
+    Bytes scalar(Rng &rng) {
+        Mpz z, qm1;
+        mpz_from_be(z, rng.bytes(32).data());
+        mpz_mod(z, z, (mpz_sub_ui(qm1, q, 1), qm1));
+        return be_from_mpz((mpz_add_ui(z, z, 1), z));
+    }
+    // k G as 64 bytes, by the one-off table multiplication.
+    Bytes mul_g(const std::vector<uint32_t> &k) const {
+        lnmec_point R;
+        return affine(c(), *lnmeckp(c(), &R, k.data(), &ctx.G));
+    }
+    // (a b u) mod q (big-endian strings of any length) as a big number.
+    std::vector<uint32_t> prod(const Bytes &a, const Bytes &b, const Bytes &u) {
+        Mpz t, z;
+        mpz_from_be(t, a.data(), a.size());
+        for (const Bytes *f : {&b, &u}) mpz_from_be(z, f->data(), f->size()), mpz_mul(t, t, z);
+        return big((mpz_mod(t, t, q), t));
+    }
+};
 
 }  // namespace lncext_test
