@@ -392,13 +392,13 @@ TEST(SecretWipe, CipherKeySchedulesAndHashedSecretsStayInTheirContexts) {
          }},
         {"streebog-512",
          [&] {
-             streebog512_init(sb);
+             streebog512_init(sb.get());
              streebog512_update(sb.get(), data.data(), 64);
              streebog512_final(digest.data(), sb.get());
          }},
         {"streebog-256",
          [&] {
-             streebog256_init(sb);
+             streebog256_init(sb.get());
              streebog256_update(sb.get(), data.data(), 40);
              streebog256_final(digest.data(), sb.get());
          }},
