@@ -23,6 +23,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "bignum_oracle.hpp"
@@ -222,38 +223,12 @@ TEST(SecretWipe, GostR341001SigningKeysAndVkoLeaveNoKeyNonceOrSharedPoint) {
     }
 }
 
-// A 1024-bit RSA key made with GMP (e = 65537, p > q), as records.
-struct GmpRsaKey {
-    Mpz p, q, n, e, dP, dQ, qInv, d, phi;
-    Bytes pub, priv;
-    explicit GmpRsaKey(unsigned long seed) {
-        gmp_randstate_t st;
-        gmp_randinit_default(st);
-        gmp_randseed_ui(st, seed);
-        Mpz t;
-        mpz_set_ui(e, 65537);
-        for (mpz_ptr x : {p.z, q.z}) do {
-                mpz_urandomb(x, st, 512);
-                mpz_setbit(x, 511);
-                mpz_setbit(x, 510);
-                mpz_nextprime(x, x);
-                mpz_sub_ui(t, x, 1);
-                mpz_gcd(t, t, e);
-            } while (mpz_cmp_ui(t.z, 1) != 0);
-        gmp_randclear(st);
-        if (mpz_cmp(p, q) < 0) mpz_swap(p, q);
-        mpz_mul(n, p, q);
-        mpz_sub_ui(t, p, 1);
-        mpz_invert(dP, e, t);
-        mpz_sub_ui(phi, q, 1);
-        mpz_invert(dQ, e, phi);
-        mpz_mul(phi, phi, t);
-        mpz_invert(d, e, phi);
-        mpz_invert(qInv, q, p);
-        pub = concat({record_of(n), record_of(e)});
-        priv = concat({record_of(p), record_of(q), record_of(dP), record_of(dQ), record_of(qInv)});
+// A 1024-bit RSA key (e = 65537) made with GMP, and numbers below its modulus.
+struct RsaKey : Key {
+    explicit RsaKey(unsigned long seed) {
+        GmpRand st(seed);
+        random_key(st, *this, 512, 512, 65537);
     }
-    // A number below n, from the key's seed and i.
     Bytes message(unsigned long i) const {
         Mpz m;
         mpz_set_ui(m, 0x9e3779b9ul * (i + 1));
@@ -264,9 +239,13 @@ struct GmpRsaKey {
 
 TEST(SecretWipe, RsaPrivateOperationLeavesNoPrimeExponentOrCrtHalf) {
     SKIP_UNDER_SANITIZER();
-    const GmpRsaKey key(0x45a);
-    const auto &[p, q, n, e, dP, dQ, qInv, d, phi, pub_, priv_] = key;
-    Mpz c, cp, cq, m1, m2, hh;
+    RsaKey key(0x45a);
+    const auto &[p, q, n, e, d, dP, dQ, qInv] =
+        std::tie(key.p, key.q, key.n, key.e, key.d, key.dp, key.dq, key.qinv);
+    Mpz c, cp, cq, m1, m2, hh, phi, t;
+    mpz_sub_ui(phi, p, 1);
+    mpz_sub_ui(t, q, 1);
+    mpz_mul(phi, phi, t);
     set_bytes(c, key.message(0));
     mpz_mod(cp, c, p);
     mpz_mod(cq, c, q);
@@ -503,14 +482,24 @@ TEST(SecretWipe, DstuPoolHandOutKeyGenerationAndSigningLeaveNoKeyNonceOrRandomBy
     EXPECT_EQ(rc, 0);
 }
 
-constexpr int kThreads = 4;
-
-// Runs job(t) on kThreads threads at once; job returns its mismatches.
-template <class Job>
-void expect_agree_in_threads(Job job) {
+// Works out run(0..cases-1) alone, then has four threads run every case at
+// once on the shared records (each thread from its own starting case), each
+// result to equal the one worked out alone.
+template <class Run>
+void expect_same_in_threads(size_t cases, Run run) {
+    using Result = decltype(run(size_t(0)));
+    std::vector<Result> want;
+    for (size_t i = 0; i < cases; i++) want.push_back(run(i));
+    constexpr int kThreads = 4;
     std::vector<int> bad(kThreads, 0);
     std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; t++) threads.emplace_back([&, t] { bad[t] = job(t); });
+    for (int t = 0; t < kThreads; t++)
+        threads.emplace_back([&, t] {
+            for (size_t i = 0; i < cases; i++) {
+                const size_t j = (i + size_t(t)) % cases;
+                bad[t] += run(j) != want[j];
+            }
+        });
     for (auto &th : threads) th.join();
     for (int t = 0; t < kThreads; t++) EXPECT_EQ(bad[t], 0) << "thread " << t;
 }
@@ -519,36 +508,27 @@ TEST(SharedTablesThreads, CipherSchedulesAndHashTablesServeManyThreadsAtOnce) {
     Rng rng(0x7ab1e);
     uint32_t key[8];
     for (auto &w : key) w = rng.word();
-    const Bytes data = rng.bytes(256);
+    const Bytes data = rng.bytes(256 + 8);
     // One schedule per cipher, shared; the hashes each thread runs on its
     // own context share the S-box and LPS tables.
     g28147_ecb_ctx gost;
     g28147_ecb_init_ext(&gost, 1, key, CryptoPro_uz);
     kuzn_ecb_ctx kuzn;
     kuzn_ecb_init(&kuzn, 1, key);
-    const auto run = [&](Bytes &out) {
-        out.assign(256 + 32 + 64, 0);
-        g28147_ecb_update(&gost, data.data(), out.data(), 128);
-        kuzn_ecb_update(&kuzn, data.data() + 128, out.data() + 128, 128);
+    expect_same_in_threads(8, [&](size_t i) {
+        const uint8_t *in = data.data() + i;
+        Bytes out(256 + 32 + 64);
+        g28147_ecb_update(&gost, in, out.data(), 128);
+        kuzn_ecb_update(&kuzn, in + 128, out.data() + 128, 128);
         gr341194_md_ctx md;
         gr341194_md_init_ext(&md, CryptoPro_iv, CryptoPro_uz);
-        gr341194_md_update(&md, data.data(), 256);
+        gr341194_md_update(&md, in, 256);
         gr341194_md_final(&md, out.data() + 256);
         streebog_ctx sb;
         streebog512_init(&sb);
-        streebog512_update(&sb, data.data(), 256);
+        streebog512_update(&sb, in, 256);
         streebog512_final(out.data() + 288, &sb);
-    };
-    Bytes want;
-    run(want);
-    expect_agree_in_threads([&](int) {
-        int bad = 0;
-        for (int i = 0; i < 8; i++) {
-            Bytes got;
-            run(got);
-            bad += got != want;
-        }
-        return bad;
+        return out;
     });
 }
 
@@ -564,23 +544,13 @@ TEST(SharedTablesThreads, OneMontgomeryTableServesManyExponentiationsAtOnce) {
     lnmmulmont(minv, Rbits, m.data(), x.data(), r2.data(), xm.data());
     Num table(LNM_MONTIC_TABLE_WORDS(5, 16));
     lnmmontic(table.data(), 5, minv, Rbits, m.data(), xm.data());
-    std::vector<Num> exps, want;
-    for (int i = 0; i < 8; i++) {
-        exps.push_back(random_num(rng, 1 + rng.below(16)));
-        want.emplace_back(LNMBIG_WORDS);
-        lnmicpowmont(table.data(), 5, 512, one.data(), minv, Rbits, m.data(), exps.back().data(),
-                     want.back().data());
-    }
-    expect_agree_in_threads([&](int t) {
-        int bad = 0;
-        for (size_t i = 0; i < exps.size(); i++) {
-            const size_t j = (i + size_t(t)) % exps.size();
-            Num r(LNMBIG_WORDS);
-            lnmicpowmont(table.data(), 5, 512, one.data(), minv, Rbits, m.data(), exps[j].data(),
-                         r.data());
-            bad += r != want[j];
-        }
-        return bad;
+    std::vector<Num> exps;
+    for (int i = 0; i < 8; i++) exps.push_back(random_num(rng, 1 + rng.below(16)));
+    expect_same_in_threads(exps.size(), [&](size_t i) {
+        Num r(LNMBIG_WORDS);
+        lnmicpowmont(table.data(), 5, 512, one.data(), minv, Rbits, m.data(), exps[i].data(),
+                     r.data());
+        return r;
     });
 }
 
@@ -591,56 +561,38 @@ TEST(SharedTablesThreads, OneFieldContextServesManyThreadsIncludingTheDividingSl
         const Num p = big(paramsets().at(set).p);
         lnmpff_ctx f;
         ASSERT_EQ(lnmpff_init(&f, p.data()), &f);
-        std::vector<Num> in, want;
-        const auto run = [&](const Num &a, Num &out) {
+        std::vector<Num> in;
+        for (int k = 0; k < 6; k++) {
+            in.push_back(random_num(rng, 12));
+            in.back().resize(LNMBIG_WORDS);
+        }
+        expect_same_in_threads(in.size(), [&](size_t k) {
+            const Num &a = in[k];
             Num e(LNMBIG_WORDS), s(LNMBIG_WORDS), i(LNMBIG_WORDS), w(LNMBIG_WORDS);
+            Num out(LNMBIG_WORDS);
             f.in(&f, e.data(), a.data());  // reduces by division on a private copy of p
             f.sqr(&f, e.data(), s.data());
             f.inv(&f, s.data(), i.data());
             f.mul(&f, i.data(), e.data(), s.data());
             lnmpffpow(&f, s.data(), a.data(), w.data());
-            out.assign(LNMBIG_WORDS, 0);
             f.out(&f, out.data(), w.data());
-        };
-        for (int k = 0; k < 6; k++) {
-            in.push_back(random_num(rng, 12));
-            in.back().resize(LNMBIG_WORDS);
-            want.emplace_back();
-            run(in.back(), want.back());
-        }
-        expect_agree_in_threads([&](int t) {
-            int bad = 0;
-            for (size_t k = 0; k < in.size(); k++) {
-                const size_t j = (k + size_t(t)) % in.size();
-                Num got;
-                run(in[j], got);
-                bad += got != want[j];
-            }
-            return bad;
+            return out;
         });
     }
 }
 
 TEST(SharedTablesThreads, OneRsaKeyPairServesManyThreadsAtOnce) {
-    const GmpRsaKey key(0x75a);
-    std::vector<Bytes> msgs, sigs;
-    for (unsigned long i = 0; i < 4; i++) {
-        msgs.push_back(key.message(i));
-        sigs.emplace_back(128);
-        ASSERT_EQ(rsa_sign(sigs.back().data(), msgs.back().data(), 128, key.priv.data()), RSA_OK);
-    }
-    expect_agree_in_threads([&](int th) {
-        int bad = 0;
-        for (size_t i = 0; i < msgs.size(); i++) {
-            const size_t j = (i + size_t(th)) % msgs.size();
-            Bytes sig(128), back(128);
-            bad += rsa_sign(sig.data(), msgs[j].data(), 128, key.priv.data()) != RSA_OK ||
-                   sig != sigs[j];
-            bad += rsa_verify(sig.data(), msgs[j].data(), 128, key.pub.data()) != RSA_OK;
-            bad += rsa_encrypt(back.data(), sig.data(), 128, key.pub.data()) != RSA_OK ||
-                   back != msgs[j];
-        }
-        return bad;
+    RsaKey key(0x75a);
+    // A signature, its verdict and the message recovered from it.
+    expect_same_in_threads(4, [&](size_t i) {
+        const Bytes msg = key.message(i);
+        Bytes sig(128), back(128);
+        uint32_t rc = rsa_sign(sig.data(), msg.data(), 128, key.priv.data());
+        rc |= rsa_verify(sig.data(), msg.data(), 128, key.pub.data());
+        rc |= rsa_encrypt(back.data(), sig.data(), 128, key.pub.data());
+        EXPECT_EQ(rc, uint32_t(RSA_OK));
+        EXPECT_EQ(back, msg);
+        return sig;
     });
 }
 

@@ -263,38 +263,6 @@ TEST(RsaPrimes, LnmrmtThreadsShareTheGeneratorSafely) {
 
 // ---- Keys, records and operations ----
 
-// A key as GMP numbers with blobs built from the record format, not by the
-// library; k: modulus bytes of the private operation, kpub: n's bytes.
-struct Key {
-    Mpz n, e, d, p, q, dp, dq, qinv;
-    Bytes pub, priv;
-    uint32_t k = 0, kpub = 0;
-    mpz_ptr part(int i) { return std::array<mpz_ptr, 8>{n, e, d, p, q, dp, dq, qinv}[i]; }
-    // d = e^-1 mod lcm(p - 1, q - 1); qinv = q^-1 mod p whichever is larger.
-    void derive() {
-        Mpz pm1, qm1, lambda;
-        mpz_mul(n, p, q), mpz_sub_ui(pm1, p, 1), mpz_sub_ui(qm1, q, 1), mpz_lcm(lambda, pm1, qm1);
-        ASSERT_TRUE(mpz_invert(d, e, lambda) && mpz_invert(qinv, q, p));
-        mpz_mod(dp, d, pm1), mpz_mod(dq, d, qm1);
-        build();
-    }
-    void build() {
-        k = uint32_t((mpz_sizeinbase(p, 2) + mpz_sizeinbase(q, 2)) / 8);
-        kpub = uint32_t((mpz_sizeinbase(n, 2) + 7) / 8);
-        pub = concat({record_of(n), record_of(e)});
-        priv = concat({record_of(p), record_of(q), record_of(dp), record_of(dq), record_of(qinv)});
-    }
-};
-
-// Distinct primes of the given sizes (top two bits set; 2 mod 3 for e = 3).
-void random_key(GmpRand &st, Key &key, uint32_t pbits, uint32_t qbits, unsigned long e) {
-    mpz_set_ui(key.e, e);
-    for (auto [z, bits] : {std::pair{key.p.z, pbits}, {key.q.z, qbits}}) do
-            random_prime(st, bits, z, true);
-        while ((e == 3 && mpz_fdiv_ui(z, 3) != 2) || mpz_cmp(key.p, key.q) == 0);
-    key.derive();
-}
-
 bool untouched(const Bytes &b, size_t from = 0) {
     return std::all_of(b.begin() + from, b.end(), [](uint8_t x) { return x == 0xA5; });
 }
