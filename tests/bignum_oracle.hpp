@@ -37,6 +37,27 @@ struct Mpz {
     operator mpz_srcptr() const { return z; }
 };
 
+// Big-endian bytes and GMP integers.
+inline void set_bytes(mpz_ptr z, const uint8_t *p, size_t n) {
+    mpz_import(z, n, 1, 1, 0, 0, p);
+}
+inline void set_bytes(mpz_ptr z, const Bytes &b) {
+    set_bytes(z, b.data(), b.size());
+}
+// The minimal big-endian bytes of z, left-padded to `width`.
+inline Bytes bytes_of(mpz_srcptr z, size_t width = 0) {
+    const size_t n = mpz_sgn(z) == 0 ? 0 : (mpz_sizeinbase(z, 2) + 7) / 8;
+    Bytes out(std::max(n, width), 0);
+    if (n != 0) mpz_export(out.data() + out.size() - n, nullptr, 1, 1, 0, 0, z);
+    return out;
+}
+
+inline Bytes concat(std::initializer_list<Bytes> parts) {
+    Bytes out;
+    for (const Bytes &p : parts) out.insert(out.end(), p.begin(), p.end());
+    return out;
+}
+
 // The big number of z as a vector: count word, then the digits.
 inline std::vector<uint32_t> from_mpz(mpz_srcptr z) {
     std::vector<uint32_t> r(mpz_sizeinbase(z, 2) / 32 + 2, 0);

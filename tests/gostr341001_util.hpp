@@ -37,17 +37,6 @@ inline void init_ctx(rds_ctx *ctx, const ParamSet &ps) {
         << ps.name;
 }
 
-// Big-endian strings (32 bytes unless said) and GMP integers.
-inline void mpz_from_be(mpz_ptr z, const uint8_t *p, size_t n = 32) {
-    mpz_import(z, n, 1, 1, 1, 0, p);
-}
-inline Bytes be_from_mpz(mpz_srcptr z, size_t n = 32) {
-    Bytes out(n, 0);
-    if (mpz_sgn(z) != 0)
-        mpz_export(out.data() + n - (mpz_sizeinbase(z, 2) + 7) / 8, nullptr, 1, 1, 1, 0, z);
-    return out;
-}
-
 // A big number (LNMBIG_WORDS words, room for lnmdiv) from bytes or GMP.
 inline std::vector<uint32_t> big(const Bytes &be) {
     std::vector<uint32_t> r(LNMBIG_WORDS);
@@ -55,12 +44,9 @@ inline std::vector<uint32_t> big(const Bytes &be) {
     return r;
 }
 inline std::vector<uint32_t> big(mpz_srcptr z) {
-    return big(be_from_mpz(z, 64));
+    return big(bytes_of(z, 64));
 }
 
-inline Bytes cat(Bytes a, const Bytes &b) {
-    return a.insert(a.end(), b.begin(), b.end()), a;
-}
 inline Bytes part(const Bytes &b, size_t at, size_t n) {
     return Bytes(b.begin() + std::ptrdiff_t(at), b.begin() + std::ptrdiff_t(at + n));
 }
@@ -72,7 +58,7 @@ inline Bytes reversed(Bytes b) {
 inline Bytes affine(const lnmec_ctx *c, lnmec_point P) {
     uint32_t x[LNMPFF_WORDS], y[LNMPFF_WORDS];
     lnmecpxy(c, &P, x, y);
-    return cat(be_from_mpz(Mpz(x)), be_from_mpz(Mpz(y)));
+    return concat({bytes_of(Mpz(x), 32), bytes_of(Mpz(y), 32)});
 }
 
 // x || y as the KEK hashes them: each big-endian and left-aligned in 32
@@ -82,7 +68,7 @@ inline Bytes left_aligned(const Bytes &xy) {
     for (size_t at : {0, 32}) {
         size_t z = 0;
         while (z < 32 && xy[at + z] == 0) z++;
-        out = cat(cat(out, part(xy, at + z, 32 - z)), Bytes(z, 0));
+        out = concat({out, part(xy, at + z, 32 - z), Bytes(z, 0)});
     }
     return out;
 }
@@ -104,15 +90,15 @@ struct GostSet {
     Mpz q;
     explicit GostSet(const std::string &name) : ps(paramsets().at(name)) {
         init_ctx(&ctx, ps);
-        mpz_from_be(q, ps.q.data());
+        set_bytes(q, ps.q.data(), 32);
     }
     const lnmec_ctx *c() const { return &ctx.curve; }
     // A random number in [1, q - 1] as 32 bytes.
     Bytes scalar(Rng &rng) {
         Mpz z, qm1;
-        mpz_from_be(z, rng.bytes(32).data());
+        set_bytes(z, rng.bytes(32).data(), 32);
         mpz_mod(z, z, (mpz_sub_ui(qm1, q, 1), qm1));
-        return be_from_mpz((mpz_add_ui(z, z, 1), z));
+        return bytes_of((mpz_add_ui(z, z, 1), z), 32);
     }
     // k G as 64 bytes, by the one-off table multiplication.
     Bytes mul_g(const std::vector<uint32_t> &k) const {
@@ -122,8 +108,8 @@ struct GostSet {
     // (a b u) mod q (big-endian strings of any length) as a big number.
     std::vector<uint32_t> prod(const Bytes &a, const Bytes &b, const Bytes &u) {
         Mpz t, z;
-        mpz_from_be(t, a.data(), a.size());
-        for (const Bytes *f : {&b, &u}) mpz_from_be(z, f->data(), f->size()), mpz_mul(t, t, z);
+        set_bytes(t, a.data(), a.size());
+        for (const Bytes *f : {&b, &u}) set_bytes(z, f->data(), f->size()), mpz_mul(t, t, z);
         return big((mpz_mod(t, t, q), t));
     }
 };

@@ -26,24 +26,6 @@ inline Num num_of(mpz_srcptr z, size_t room = 72) {
     return v;
 }
 
-inline void set_bytes(mpz_ptr z, const Bytes &b) {
-    mpz_import(z, b.size(), 1, 1, 0, 0, b.data());
-}
-
-// The minimal big-endian bytes of z, left-padded to `width`.
-inline Bytes bytes_of(mpz_srcptr z, size_t width = 0) {
-    const size_t n = mpz_sgn(z) == 0 ? 0 : (mpz_sizeinbase(z, 2) + 7) / 8;
-    Bytes out(std::max(n, width), 0);
-    if (n != 0) mpz_export(out.data() + out.size() - n, nullptr, 1, 1, 0, 0, z);
-    return out;
-}
-
-inline Bytes concat(std::initializer_list<Bytes> parts) {
-    Bytes out;
-    for (const Bytes &p : parts) out.insert(out.end(), p.begin(), p.end());
-    return out;
-}
-
 // A key parameter record: two bytes of length, then the minimal bytes.
 inline Bytes record_of(mpz_srcptr z) {
     const Bytes v = bytes_of(z);

@@ -197,12 +197,12 @@ TEST(GostR341001, PublishedParameterSetsExampleMultiplicationsAndVkoPoint) {
             EXPECT_EQ(c->dbl, S.ps.name == "test" ? lnmecpd : lnmecpd_3);
             Bytes o(6 * 32);
             ASSERT_EQ(rds_get_prms(&S.ctx, &o[0], &o[32], &o[64], &o[96], &o[128], &o[160]), 0u);
-            EXPECT_EQ(o, cat(cat(cat(S.ps.p, S.ps.a), cat(S.ps.b, S.ps.q)), cat(S.ps.x, S.ps.y)));
+            EXPECT_EQ(o, concat({S.ps.p, S.ps.a, S.ps.b, S.ps.q, S.ps.x, S.ps.y}));
         } else if (blk.has("example")) {
             const Bytes d = blk.bytes("d"), k = blk.bytes("k"), e = blk.bytes("e");
             Bytes pub(64), sig(64);
             ASSERT_EQ(rds_gen_keys(&S.ctx, d.data(), pub.data()), 0u);
-            EXPECT_EQ(to_hex(pub), to_hex(cat(blk.bytes("qx"), blk.bytes("qy"))));
+            EXPECT_EQ(to_hex(pub), to_hex(concat({blk.bytes("qx"), blk.bytes("qy")})));
             ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), e.data(), sig.data()), 0u);
             EXPECT_EQ(to_hex(sig), blk.get("s") + blk.get("r"));
             EXPECT_EQ(rds_verify(&S.ctx, pub.data(), e.data(), sig.data()), 0u);
@@ -211,7 +211,7 @@ TEST(GostR341001, PublishedParameterSetsExampleMultiplicationsAndVkoPoint) {
             if (blk.has("px"))
                 lnmecpcr(c, &P, big(blk.bytes("px")).data(), big(blk.bytes("py")).data());
             EXPECT_EQ(affine(c, *lnmeckp(c, &R, big(blk.bytes("k")).data(), &P)),
-                      cat(blk.bytes("rx"), blk.bytes("ry")));
+                      concat({blk.bytes("rx"), blk.bytes("ry")}));
         } else {
             // K = (d1 d2 u mod q) G. The published KEK hashes LE(x) || LE(y);
             // this library hashes x, y big-endian and left-aligned.
@@ -220,7 +220,7 @@ TEST(GostR341001, PublishedParameterSetsExampleMultiplicationsAndVkoPoint) {
             ASSERT_EQ(vko341001_gen_pubkey(&S.ctx, d2.data(), q2.data()), 0u);
             ASSERT_EQ(vko341001_gen_kek(&S.ctx, k1.data(), d1.data(), q2.data(), ukm.data()), 0u);
             const Bytes K = S.mul_g(S.prod(d1, d2, ukm));
-            EXPECT_EQ(to_hex(gost94(cat(reversed(part(K, 0, 32)), reversed(part(K, 32, 32))))),
+            EXPECT_EQ(to_hex(gost94(concat({reversed(part(K, 0, 32)), reversed(part(K, 32, 32))}))),
                       blk.get("kek_le_point"));
             EXPECT_EQ(to_hex(k1), to_hex(gost94(left_aligned(K))));
         }
@@ -297,7 +297,7 @@ TEST(GostR341001, GroupLawScalarMultiplicationsAndPointEdgesOnEveryCurve) {
         EXPECT_EQ(ox[0] | oy[0] | lnmecpneg(c, &O)->Z[0] | c->dbl(c, &X, &O)->Z[0], 0u);
         // (5, 0) has order 2 on y^2 = x^3 + a x - 125 - 5 a: doubling gives O.
         Mpz b, p;
-        mpz_from_be(b, S.ps.a.data()), mpz_from_be(p, S.ps.p.data());
+        set_bytes(b, S.ps.a.data(), 32), set_bytes(p, S.ps.p.data(), 32);
         mpz_mul_ui(b, b, 5), mpz_add_ui(b, b, 125), mpz_neg(b, b), mpz_mod(b, b, p);
         lnmec_ctx two;
         ASSERT_EQ(lnmeccr(&two, big(p).data(), big(S.ps.a).data(), big(b).data()), &two);
@@ -361,7 +361,7 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     GostSet S("test");
     std::map<std::string, Bytes> v;
     v["0"] = Bytes(64, 0), v["p"] = S.ps.p, v["a"] = S.ps.a, v["b"] = S.ps.b, v["q"] = S.ps.q;
-    v["x"] = S.ps.x, v["y"] = S.ps.y, v["xy"] = cat(S.ps.x, S.ps.y), v["h"] = rng.bytes(32);
+    v["x"] = S.ps.x, v["y"] = S.ps.y, v["xy"] = concat({S.ps.x, S.ps.y}), v["h"] = rng.bytes(32);
     v["d"] = S.scalar(rng), v["d2"] = S.scalar(rng), v["pub"] = v["pub2"] = v["sig"] = Bytes(64);
     ASSERT_EQ(rds_gen_keys(&S.ctx, v["d"].data(), v["pub"].data()), 0u);
     ASSERT_EQ(rds_gen_keys(&S.ctx, v["d2"].data(), v["pub2"].data()), 0u);
@@ -371,14 +371,14 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
         v["k"] = S.scalar(rng);
         ASSERT_EQ(rds_sign(&S.ctx, v["d"].data(), v["k"].data(), v["h"].data(), v["sig"].data()),
                   0u);
-        mpz_from_be(t, sig.data()), mpz_add(t, t, S.q);
+        set_bytes(t, sig.data(), 32), mpz_add(t, t, S.q);
     } while (mpz_sizeinbase(t, 2) > 256);
     v["y_off"] = with(S.ps.y, 31, {uint8_t(S.ps.y[31] ^ 1)});  // (x, y +- 1) is off the curve
     v["pub_off"] = with(pub, 32, v["y_off"]);
     v["pub_yp"] = with(pub, 32, p), v["pub_xp"] = with(pub, 0, p);
     v["sig_r0"] = with(sig, 32, zero), v["sig_rq"] = with(sig, 32, q);
-    v["sig_s0"] = with(sig, 0, zero), v["sig_sq"] = with(sig, 0, be_from_mpz(t));
-    v["sig_swap"] = cat(part(sig, 32, 32), part(sig, 0, 32));
+    v["sig_s0"] = with(sig, 0, zero), v["sig_sq"] = with(sig, 0, bytes_of(t, 32));
+    v["sig_swap"] = concat({part(sig, 32, 32), part(sig, 0, 32)});
     v["h2"] = with(v["h"], 31, {uint8_t(v["h"][31] ^ 1)});
     v["p_even"] = with(p, 31, {uint8_t(p[31] ^ 1)});
     v["p254"] = with(Bytes(32, 0xFF), 0, {0x3F});
@@ -398,9 +398,9 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     ASSERT_EQ(rds_sign(&S.ctx, v["d"].data(), v["k"].data(), v["one"].data(), v["sig1"].data()),
               0u);
     // s = 0: the hash e = -r d / k (mod q), r from k alone.
-    mpz_from_be(t, v["k"].data()), mpz_invert(t, t, S.q);
-    mpz_sub(r, S.q, Mpz(S.prod(part(sig, 32, 32), v["d"], be_from_mpz(t)).data()));
-    v["h_s0"] = be_from_mpz(r);
+    set_bytes(t, v["k"].data(), 32), mpz_invert(t, t, S.q);
+    mpz_sub(r, S.q, Mpz(S.prod(part(sig, 32, 32), v["d"], bytes_of(t, 32)).data()));
+    v["h_s0"] = bytes_of(r, 32);
     const auto run = [&](const std::string &row) {
         SCOPED_TRACE(row);
         std::istringstream in(row), params;
@@ -453,7 +453,7 @@ TEST(GostR341001Threads, SignVerifyAndVkoRoundTripOnEveryCurveAlsoFromManyThread
             rc |= rds_verify(&S.ctx, pub.data(), h[i].data(), bad.data()) ^ 1;
             rc |= vko341001_gen_kek(&S.ctx, kek.data(), d[i].data(), peer.data(), k.data());
             rc |= vko341001_gen_kek(&S.ctx, kek2.data(), e.data(), pub.data(), k.data());
-            return rc == 0 && kek == kek2 ? cat(cat(pub, sig), kek) : Bytes{};
+            return rc == 0 && kek == kek2 ? concat({pub, sig, kek}) : Bytes{};
         };
         for (size_t i = 0; i < kJobs; i++) ASSERT_EQ((want[i] = run(i)).size(), 160u) << i;
         std::atomic<int> bad{0};
@@ -488,16 +488,17 @@ TEST(GostR341001Oracles, NettleGostdsaSignsAlikeVerifiesHereAndAgreesOnVkoOnCryp
         ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), h.data(), sig.data()), 0u);
         ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek.data(), d2.data(), pub.data(), ukm.data()), 0u);
         // The same d, k and hash sign alike there; theirs (nonce d2) verifies here.
-        mpz_from_be(z, d.data()), mpz_from_be(x, pub2.data()), mpz_from_be(y, pub2.data() + 32);
+        set_bytes(z, d.data(), 32), set_bytes(x, pub2.data(), 32),
+            set_bytes(y, pub2.data() + 32, 32);
         ASSERT_EQ(ecc_scalar_set(&nd, z) & ecc_point_set(&nq, x, y), 1);  // d2 G on its curve
         gostdsa_sign(&nd, const_cast<Bytes *>(&k), fixed_random, 32, hr.data(), &ns);
-        EXPECT_EQ(to_hex(cat(be_from_mpz(ns.s), be_from_mpz(ns.r))), to_hex(sig)) << i;
+        EXPECT_EQ(to_hex(concat({bytes_of(ns.s, 32), bytes_of(ns.r, 32)})), to_hex(sig)) << i;
         gostdsa_sign(&nd, const_cast<Bytes *>(&d2), fixed_random, 32, hr.data(), &ns);
-        Bytes theirs = cat(be_from_mpz(ns.s), be_from_mpz(ns.r));
+        Bytes theirs = concat({bytes_of(ns.s, 32), bytes_of(ns.r, 32)});
         EXPECT_EQ(rds_verify(&S.ctx, pub.data(), h.data(), theirs.data()), 0u);
         // nettle's shared point of d and d2 G (LE(x) || LE(y)), hashed as the KEK.
         gostdsa_vko(&nd, &nq, 8, ukm_le.data(), point.data());
-        const Bytes K = cat(reversed(part(point, 0, 32)), reversed(part(point, 32, 32)));
+        const Bytes K = concat({reversed(part(point, 0, 32)), reversed(part(point, 32, 32))});
         EXPECT_EQ(to_hex(kek), to_hex(gost94(left_aligned(K)))) << i;
     }
     dsa_signature_clear(&ns), ecc_scalar_clear(&nd), ecc_point_clear(&nq);
@@ -546,7 +547,7 @@ TEST(GostR341001Oracles, OpenSslGostEngineSignaturesBothWaysAndVkoOnEveryParamet
             // VKO: K = (d d2 u mod q) G is a key pair there too, and the KEK hashes K.
             const Num t = S.prod(d, d2, ukm);
             const Bytes K = S.mul_g(t);
-            EVP_PKEY *kp = engine_key(eng, engine_name, be_from_mpz(Mpz(t.data())), K);
+            EVP_PKEY *kp = engine_key(eng, engine_name, bytes_of(Mpz(t.data()), 32), K);
             EXPECT_NE(kp, nullptr) << "the engine refused K";
             EXPECT_EQ(to_hex(kek), to_hex(gost94(left_aligned(K))));
             EVP_PKEY_free(kp);

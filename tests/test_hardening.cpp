@@ -151,7 +151,7 @@ Bytes mod_bytes(Rng &rng, mpz_srcptr q) {
     Mpz z;
     set_bytes(z, rng.bytes(40));
     mpz_mod(z, z, q);
-    return be_from_mpz(z);
+    return bytes_of(z, 32);
 }
 
 TEST(SecretWipe, TheScanFindsASecretLeftOnTheStack) {
@@ -173,13 +173,13 @@ TEST(SecretWipe, GostR341001SigningKeysAndVkoLeaveNoKeyNonceOrSharedPoint) {
         rds_ctx ctx;
         init_ctx(&ctx, ps);
         Mpz q, d, k, u, dp, t;
-        mpz_from_be(q, ps.q.data());
+        set_bytes(q, ps.q.data(), 32);
         const Bytes db = mod_bytes(rng, q), kb = mod_bytes(rng, q), dpb = mod_bytes(rng, q);
         const Bytes h = rng.bytes(32), ukm = rng.bytes(8);
-        mpz_from_be(d, db.data());
-        mpz_from_be(k, kb.data());
-        mpz_from_be(dp, dpb.data());
-        mpz_from_be(u, ukm.data(), 8);
+        set_bytes(d, db.data(), 32);
+        set_bytes(k, kb.data(), 32);
+        set_bytes(dp, dpb.data(), 32);
+        set_bytes(u, ukm.data(), 8);
         Bytes pub(64), peer(64), sig(64), kek(32), shared(64);
         uint32_t rc = 0;
         ASSERT_EQ(rds_gen_keys(&ctx, dpb.data(), peer.data()), 0u);
@@ -193,10 +193,10 @@ TEST(SecretWipe, GostR341001SigningKeysAndVkoLeaveNoKeyNonceOrSharedPoint) {
 
         // The halves of s = r d + k e mod q each give the key away.
         Mpz r, rd, ke;
-        mpz_from_be(r, sig.data() + 32);
+        set_bytes(r, sig.data() + 32, 32);
         mpz_mul(rd, r, d);
         mpz_mod(rd, rd, q);
-        mpz_from_be(ke, sig.data());
+        set_bytes(ke, sig.data(), 32);
         mpz_sub(ke, ke, rd);
         mpz_mod(ke, ke, q);
         s.add("r d mod q", rd);
@@ -209,7 +209,7 @@ TEST(SecretWipe, GostR341001SigningKeysAndVkoLeaveNoKeyNonceOrSharedPoint) {
         s.add("d ukm mod q", t);
         mpz_mul(t, t, dp);
         mpz_mod(t, t, q);
-        ASSERT_EQ(rds_gen_keys(&ctx, be_from_mpz(t).data(), shared.data()), 0u);
+        ASSERT_EQ(rds_gen_keys(&ctx, bytes_of(t, 32).data(), shared.data()), 0u);
         s.add("shared x", shared.data(), 32);
         s.add("shared y", shared.data() + 32, 32);
         EXPECT_WIPED(
