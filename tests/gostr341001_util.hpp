@@ -90,13 +90,13 @@ struct GostSet {
     Mpz q;
     explicit GostSet(const std::string &name) : ps(paramsets().at(name)) {
         init_ctx(&ctx, ps);
-        set_bytes(q, ps.q.data(), 32);
+        set_bytes(q, ps.q);
     }
     const lnmec_ctx *c() const { return &ctx.curve; }
     // A random number in [1, q - 1] as 32 bytes.
     Bytes scalar(Rng &rng) {
         Mpz z, qm1;
-        set_bytes(z, rng.bytes(32).data(), 32);
+        set_bytes(z, rng.bytes(32));
         mpz_mod(z, z, (mpz_sub_ui(qm1, q, 1), qm1));
         return bytes_of((mpz_add_ui(z, z, 1), z), 32);
     }
@@ -108,8 +108,8 @@ struct GostSet {
     // (a b u) mod q (big-endian strings of any length) as a big number.
     std::vector<uint32_t> prod(const Bytes &a, const Bytes &b, const Bytes &u) {
         Mpz t, z;
-        set_bytes(t, a.data(), a.size());
-        for (const Bytes *f : {&b, &u}) set_bytes(z, f->data(), f->size()), mpz_mul(t, t, z);
+        set_bytes(t, a);
+        for (const Bytes *f : {&b, &u}) set_bytes(z, *f), mpz_mul(t, t, z);
         return big((mpz_mod(t, t, q), t));
     }
 };

@@ -297,7 +297,7 @@ TEST(GostR341001, GroupLawScalarMultiplicationsAndPointEdgesOnEveryCurve) {
         EXPECT_EQ(ox[0] | oy[0] | lnmecpneg(c, &O)->Z[0] | c->dbl(c, &X, &O)->Z[0], 0u);
         // (5, 0) has order 2 on y^2 = x^3 + a x - 125 - 5 a: doubling gives O.
         Mpz b, p;
-        set_bytes(b, S.ps.a.data(), 32), set_bytes(p, S.ps.p.data(), 32);
+        set_bytes(b, S.ps.a), set_bytes(p, S.ps.p);
         mpz_mul_ui(b, b, 5), mpz_add_ui(b, b, 125), mpz_neg(b, b), mpz_mod(b, b, p);
         lnmec_ctx two;
         ASSERT_EQ(lnmeccr(&two, big(p).data(), big(S.ps.a).data(), big(b).data()), &two);
@@ -398,7 +398,7 @@ TEST(GostR341001, EveryResultCodeAndNothingWrittenOnFailure) {
     ASSERT_EQ(rds_sign(&S.ctx, v["d"].data(), v["k"].data(), v["one"].data(), v["sig1"].data()),
               0u);
     // s = 0: the hash e = -r d / k (mod q), r from k alone.
-    set_bytes(t, v["k"].data(), 32), mpz_invert(t, t, S.q);
+    set_bytes(t, v["k"]), mpz_invert(t, t, S.q);
     mpz_sub(r, S.q, Mpz(S.prod(part(sig, 32, 32), v["d"], bytes_of(t, 32)).data()));
     v["h_s0"] = bytes_of(r, 32);
     const auto run = [&](const std::string &row) {
@@ -488,8 +488,7 @@ TEST(GostR341001Oracles, NettleGostdsaSignsAlikeVerifiesHereAndAgreesOnVkoOnCryp
         ASSERT_EQ(rds_sign(&S.ctx, d.data(), k.data(), h.data(), sig.data()), 0u);
         ASSERT_EQ(vko341001_gen_kek(&S.ctx, kek.data(), d2.data(), pub.data(), ukm.data()), 0u);
         // The same d, k and hash sign alike there; theirs (nonce d2) verifies here.
-        set_bytes(z, d.data(), 32), set_bytes(x, pub2.data(), 32),
-            set_bytes(y, pub2.data() + 32, 32);
+        set_bytes(z, d), set_bytes(x, pub2.data(), 32), set_bytes(y, pub2.data() + 32, 32);
         ASSERT_EQ(ecc_scalar_set(&nd, z) & ecc_point_set(&nq, x, y), 1);  // d2 G on its curve
         gostdsa_sign(&nd, const_cast<Bytes *>(&k), fixed_random, 32, hr.data(), &ns);
         EXPECT_EQ(to_hex(concat({bytes_of(ns.s, 32), bytes_of(ns.r, 32)})), to_hex(sig)) << i;

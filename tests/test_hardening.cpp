@@ -173,13 +173,13 @@ TEST(SecretWipe, GostR341001SigningKeysAndVkoLeaveNoKeyNonceOrSharedPoint) {
         rds_ctx ctx;
         init_ctx(&ctx, ps);
         Mpz q, d, k, u, dp, t;
-        set_bytes(q, ps.q.data(), 32);
+        set_bytes(q, ps.q);
         const Bytes db = mod_bytes(rng, q), kb = mod_bytes(rng, q), dpb = mod_bytes(rng, q);
         const Bytes h = rng.bytes(32), ukm = rng.bytes(8);
-        set_bytes(d, db.data(), 32);
-        set_bytes(k, kb.data(), 32);
-        set_bytes(dp, dpb.data(), 32);
-        set_bytes(u, ukm.data(), 8);
+        set_bytes(d, db);
+        set_bytes(k, kb);
+        set_bytes(dp, dpb);
+        set_bytes(u, ukm);
         Bytes pub(64), peer(64), sig(64), kek(32), shared(64);
         uint32_t rc = 0;
         ASSERT_EQ(rds_gen_keys(&ctx, dpb.data(), peer.data()), 0u);
